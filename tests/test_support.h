@@ -1,0 +1,65 @@
+// Shared helpers of the test programs: the exact assertion report as a regular expression, standard
+// error capture, and the guard that picks the death test or the continuing-build check.
+#ifndef VELMORA_TESTS_TEST_SUPPORT_H
+#define VELMORA_TESTS_TEST_SUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "velmora/erconfig.h"
+
+namespace vtest {
+
+// Escapes text for the POSIX extended regular expressions of death tests.
+inline std::string regexEscape(const std::string& text) {
+  std::string out;
+  for (char c : text) {
+    if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos) out += '\\';
+    out += c;
+  }
+  return out;
+}
+
+// The exact text ER_assert writes for a failed check.
+inline std::string report(const std::string& condition, const std::string& unit, int line) {
+  return "\n\n" + condition + " failed in " + unit + " at line " + std::to_string(line) + "\n";
+}
+
+// A regular expression matching that report exactly (anywhere in the output).
+inline std::string reportRegex(const std::string& condition, const std::string& unit, int line) {
+  return regexEscape(report(condition, unit, line));
+}
+
+// A regular expression matching the report of a condition at any line of the unit.
+inline std::string reportRegexAnyLine(const std::string& condition, const std::string& unit) {
+  return regexEscape("\n\n" + condition + " failed in " + unit + " at line ") + "[0-9]+\n";
+}
+
+// Runs f with standard error captured and returns what it wrote.
+inline std::string captureStderr(const std::function<void()>& f) {
+  testing::internal::CaptureStderr();
+  f();
+  return testing::internal::GetCapturedStderr();
+}
+
+inline bool contains(const std::string& haystack, const std::string& needle) {
+  return haystack.find(needle) != std::string::npos;
+}
+
+}  // namespace vtest
+
+#if VELMORA_ASSERT_CONTINUE
+#define VELMORA_CHECKING_BUILD 0
+#else
+#define VELMORA_CHECKING_BUILD 1
+#endif
+
+// Death tests only make sense in the checking build; continuing-build tests only in the other one.
+#define VTEST_CHECKING_ONLY() \
+  if (!VELMORA_CHECKING_BUILD) GTEST_SKIP() << "checking build only"
+#define VTEST_CONTINUING_ONLY() \
+  if (VELMORA_CHECKING_BUILD) GTEST_SKIP() << "continuing build only"
+
+#endif

@@ -1,0 +1,10 @@
+// Umbrella header of the velmora class library: includes every public unit. For users; the
+// library's own units include only what they use.
+#ifndef VELMORA_VELMORA_H
+#define VELMORA_VELMORA_H
+
+#include "velmora/erconfig.h"
+#include "velmora/ercommon.h"
+#include "velmora/erfile.h"
+
+#endif
