@@ -6,5 +6,6 @@
 #include "velmora/erconfig.h"
 #include "velmora/ercommon.h"
 #include "velmora/erfile.h"
+#include "velmora/vector3d.h"
 
 #endif
