@@ -190,9 +190,9 @@ TEST(ERClassRegistrationTest, ERObjectIsRegisteredWithoutBaseOrCreator) {
 }
 
 TEST(ERClassRegistrationTest, EveryRegistrationIsOnTheGlobalList) {
-  for (const ERClassRegistration* r : {ERObject::desc(), TShape::desc(), TTurn::desc(), TShift::desc(),
-                                       TFlat::desc(), NBoth::desc(), VBoth::desc(),
-                                       static_cast<const ERClassRegistration*>(&g_orphan)})
+  for (const ERClassRegistration* r :
+       {ERObject::desc(), TShape::desc(), TTurn::desc(), TShift::desc(), TFlat::desc(), NBoth::desc(),
+        VBoth::desc(), static_cast<const ERClassRegistration*>(&g_orphan)})
     EXPECT_GE(positionOf(r), 0) << r->getName();
 }
 

@@ -23,8 +23,8 @@ void ER_report(const char* file, int line, const char* message);
 // The checks. Each source unit defines ER_THIS_UNIT (its path without extension) before using
 // ER_ASSERT; in-line members in headers name their unit and line explicitly with ER_ASSERT_AT.
 // Where the reported condition is spelled differently from the C++ expression, the text is passed.
-#define ER_ASSERT_AT(cond, text, unit, line)   \
-  do {                                         \
+#define ER_ASSERT_AT(cond, text, unit, line)        \
+  do {                                              \
     if (!(cond)) ER_assert((text), (unit), (line)); \
   } while (0)
 #define ER_ASSERT(cond) ER_ASSERT_AT(cond, #cond, ER_THIS_UNIT, __LINE__)
@@ -157,8 +157,8 @@ class ERObject : public ERReference {
   virtual bool isMemberOf(const ERClassRegistration* other) const;  // isA()->hasMember(other)
   virtual int isValid() const;                                      // 1
   virtual void printOn(std::ostream& os) const = 0;
-  virtual void saveGuts(ERFile& file) const;    // writes nothing
-  virtual void restoreGuts(ERFile& file);       // reads nothing
+  virtual void saveGuts(ERFile& file) const;      // writes nothing
+  virtual void restoreGuts(ERFile& file);         // reads nothing
   virtual unsigned long binaryStoreSize() const;  // bytes saveGuts writes: 0
   virtual ERObject* getCopy() const = 0;          // a new heap copy
   virtual void CleanUpTemporaries(int);           // nothing
@@ -246,18 +246,20 @@ ERFile& operator>>(ERFile& file, ERObject& object);                  // restoreG
   ER_PICK_BY_BASES_(__VA_ARGS__, ER_DEFINE_CLASS_2_, ER_DEFINE_CLASS_1_, )(Class, Kind, __VA_ARGS__)
 
 // Implementation of the macros above.
+// clang-format off
 #define ER_PICK_BY_BASES_(b1, b2, name, ...) name
 #define ER_CREATOR_DEF_ER_CREATABLE(Class) \
   ERObject* create_##Class() { return new Class; }
 #define ER_CREATOR_DEF_ER_ABSTRACT(Class)
 #define ER_CREATOR_PTR_ER_CREATABLE(Class) &create_##Class
 #define ER_CREATOR_PTR_ER_ABSTRACT(Class) nullptr
-#define ER_REGISTER_CLASS_(Class, Kind, ...)                                                       \
-  ER_CREATOR_DEF_##Kind(Class) const ERClassRegistration* const Class::m_Inherite_##Class[] = { \
-      __VA_ARGS__, nullptr};                                                                       \
-  const ERClassRegistration* const Class::m_Member_##Class[] = {nullptr};                          \
-  ERClassRegistration Class::m_ClassDef_##Class(#Class, sizeof(Class), Class::m_Inherite_##Class,  \
-                                                Class::m_Member_##Class, ER_CREATOR_PTR_##Kind(Class));
+#define ER_REGISTER_CLASS_(Class, Kind, ...)                                                  \
+  ER_CREATOR_DEF_##Kind(Class)                                                                \
+  const ERClassRegistration* const Class::m_Inherite_##Class[] = {__VA_ARGS__, nullptr};      \
+  const ERClassRegistration* const Class::m_Member_##Class[] = {nullptr};                     \
+  ERClassRegistration Class::m_ClassDef_##Class(#Class, sizeof(Class), Class::m_Inherite_##Class, \
+                                                Class::m_Member_##Class,                      \
+                                                ER_CREATOR_PTR_##Kind(Class));
 #define ER_DEFINE_CLASS_1_(Class, Kind, Base)                                   \
   ER_REGISTER_CLASS_(Class, Kind, Base::desc())                                 \
   void* Class::_castdown(const ERClassRegistration& target) const {             \
@@ -271,5 +273,6 @@ ERFile& operator>>(ERFile& file, ERObject& object);                  // restoreG
     return combineCastdown(Base1::_castdown(target), Base1::desc(), Base2::_castdown(target),    \
                            Base2::desc(), target);                                               \
   }
+// clang-format on
 
 #endif

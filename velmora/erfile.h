@@ -28,9 +28,9 @@ class ERFile {
   int SeekTo(long offset);
   int SeekToBegin();
   int SeekToEnd();
-  int Exists();                       // always 0
+  int Exists();                         // always 0
   static int Exists(const char* name);  // always 0
-  int IsEmpty();                      // not implemented: the result says nothing
+  int IsEmpty();                        // not implemented: the result says nothing
   int isValid() const { return fp != nullptr; }
   const char* GetName() const { return name; }
   FILE* stream() const { return fp; }

@@ -16,7 +16,8 @@
 #define ER_THIS_UNIT "source/align/ercommon"
 
 void ER_assert(const void* condition, const char* file, int line) {
-  std::cerr << std::endl << std::endl
+  std::cerr << std::endl
+            << std::endl
             << static_cast<const char*>(condition) << " failed in " << file << " at line " << line
             << std::endl;
 #if !VELMORA_ASSERT_CONTINUE
@@ -86,7 +87,12 @@ void dumpBases(const ERClassRegistration* registration, int depth) {
 ERClassRegistration::ERClassRegistration(const char* name_, unsigned size_,
                                          const ERClassRegistration* const* bases_,
                                          const ERClassRegistration* const* members_, Creator creator_)
-    : name(name_), size(size_), bases(bases_), members(members_), creator(creator_), next(g_registrationHead) {
+    : name(name_),
+      size(size_),
+      bases(bases_),
+      members(members_),
+      creator(creator_),
+      next(g_registrationHead) {
   g_registrationHead = this;
 }
 
@@ -209,8 +215,8 @@ void ambigCheck(const void* found1, const void* found2, const ERClassRegistratio
   auto pathName = [](const void* found, const ERClassRegistration* path) {
     return found != nullptr && path != nullptr ? path->getName() : "NOTHING";
   };
-  std::cerr << target.getName() << " from " << pathName(found1, path1) << " or from " << pathName(found2, path2)
-            << "?" << std::endl;
+  std::cerr << target.getName() << " from " << pathName(found1, path1) << " or from "
+            << pathName(found2, path2) << "?" << std::endl;
 }
 
 std::ostream& operator<<(std::ostream& os, const ERObject& object) {
