@@ -6,6 +6,8 @@
 #include "velmora/erconfig.h"
 #include "velmora/ercommon.h"
 #include "velmora/erfile.h"
+#include "velmora/erpool.h"
+#include "velmora/islist.h"
 #include "velmora/vector3d.h"
 
 #endif
