@@ -9,5 +9,6 @@
 #include "velmora/erpool.h"
 #include "velmora/islist.h"
 #include "velmora/vector3d.h"
+#include "velmora/vecrep.h"
 
 #endif
