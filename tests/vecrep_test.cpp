@@ -14,6 +14,7 @@
 #include "test_support.h"
 #include "vec_file_support.h"
 #include "velmora/erfile.h"
+#include "velmora/erpool.h"
 
 // Replacing the global allocation functions lets the tests see when a given block is given back.
 namespace {
@@ -690,6 +691,41 @@ TEST(VecRepTest, GetRepFromFileReadsWhatSaveGutsWrote) {
   EXPECT_EQ(back->capacity(), 64u);
   EXPECT_EQ(bytesOf(back), old);
   back->free();
+  rep->release();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Shut-down
+
+TEST(VecRepTest, CloseGarbageColPurgesOnlyTheFirstTwentyFourGlobalPools) {
+  // Pool i serves 4 * (i + 1) bytes: pools 0 and 23 (4 and 96 bytes) are purged, 24 (100 bytes) and
+  // 48 are not.
+  const unsigned probed[] = {0, 23, 24, 48};
+  for (unsigned i : probed) {
+    ERGlobalMemPool(i).alloc();
+    ASSERT_GT(ERGlobalMemPool(i).chunkCount(), 0u) << "pool " << i;
+  }
+  CloseGarbageCol();
+  EXPECT_EQ(ERGlobalMemPool(0).chunkCount(), 0u);
+  EXPECT_EQ(ERGlobalMemPool(23).chunkCount(), 0u);
+  EXPECT_GT(ERGlobalMemPool(24).chunkCount(), 0u);
+  EXPECT_GT(ERGlobalMemPool(48).chunkCount(), 0u);
+  ERGlobalMemPool(24).purge();
+  ERGlobalMemPool(48).purge();
+}
+
+TEST(VecRepTest, InitGarbageColAndHeapDebugLeaveBlocksAndPoolsAlone) {
+  ERVecRep* rep = owned(ramp(8));
+  ERGlobalMemPool(0).alloc();
+  const unsigned chunks = ERGlobalMemPool(0).chunkCount();
+  std::string out = vtest::captureStderr([] {
+    InitGarbageCol();
+    HeapDebug();
+  });
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(ERGlobalMemPool(0).chunkCount(), chunks);
+  EXPECT_EQ(bytesOf(rep), ramp(8));
+  ERGlobalMemPool(0).purge();
   rep->release();
 }
 

@@ -115,8 +115,12 @@ class ERVecRep {
   uint32_t m_reserved;  // completes the header to four words: the data area is 8-byte aligned
 };
 
-// Module entry points kept for the host's start-up sequence and for debugging; both do nothing.
+// Module entry points of the host's start-up and shut-down sequence. InitGarbageCol and HeapDebug do
+// nothing. CloseGarbageCol purges, in index order, the first 24 of the 49 global pools (elements of 4 to
+// 96 bytes), giving their chunks back; the larger pools are deliberately left as they are. Elements
+// still handed out by the purged pools become invalid.
 void InitGarbageCol();
+void CloseGarbageCol();
 void HeapDebug();
 
 #endif

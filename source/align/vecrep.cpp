@@ -10,6 +10,7 @@
 
 #include "velmora/ercommon.h"
 #include "velmora/erfile.h"
+#include "velmora/erpool.h"
 
 #define ER_THIS_UNIT "source/align/vecrep"
 
@@ -201,5 +202,12 @@ void ERVecRep::polyRemove(unsigned int start, unsigned int width, unsigned int s
 }
 
 void InitGarbageCol() {}
+
+// Only the pools of the small elements are purged at shut-down.
+static const unsigned kPurgedGlobalPools = 24;
+
+void CloseGarbageCol() {
+  for (unsigned i = 0; i < kPurgedGlobalPools; ++i) ERGlobalMemPool(i).purge();
+}
 
 void HeapDebug() {}
