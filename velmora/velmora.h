@@ -10,5 +10,10 @@
 #include "velmora/islist.h"
 #include "velmora/vector3d.h"
 #include "velmora/vecrep.h"
+#include "velmora/dblvec.h"
+#include "velmora/notempl/vcpt2d.h"
+#include "velmora/notempl/vcpt2dh.h"
+#include "velmora/notempl/vcpt3d.h"
+#include "velmora/notempl/vcpt3dh.h"
 
 #endif
