@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <map>
 #include <new>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -295,12 +294,16 @@ TEST_F(AppTest, FlatSetsWarnButSucceed) {
   const RunResult r = run({"--json", "p.txt"});
   EXPECT_EQ(r.status, 0);
   // A flat set has a conditioning of 0 up to rounding; the value shown is that of the computation.
-  const std::string line =
-      " are close to a plane or a line \\(conditioning [-0-9.e]+, below 1e-3\\): the alignment may be "
-      "poorly determined\n";
-  EXPECT_TRUE(std::regex_match(r.err, std::regex("velmora-align: warning: the points to move" + line +
-                                                 "velmora-align: warning: the target points" + line)))
-      << r.err;
+  const std::string middle = " are close to a plane or a line (conditioning ";
+  const std::string tail = ", below 1e-3): the alignment may be poorly determined";
+  const std::size_t split = r.err.find('\n');
+  ASSERT_NE(split, std::string::npos) << r.err;
+  const std::string first = r.err.substr(0, split);
+  const std::string second = r.err.substr(split + 1);
+  EXPECT_EQ(first.rfind("velmora-align: warning: the points to move" + middle, 0), 0u) << first;
+  EXPECT_EQ(second.rfind("velmora-align: warning: the target points" + middle, 0), 0u) << second;
+  EXPECT_EQ(first.substr(first.size() - tail.size()), tail);
+  EXPECT_EQ(second.substr(second.size() - tail.size() - 1), tail + "\n");
   expectMatrixIsMotion(jsonArray(r.out, "matrix"), vtool::sampleMotion(), 1e-10);
 }
 
