@@ -103,34 +103,33 @@ int run(int argc, const char* const* argv, const Aligner& align, const FileReade
   if (error.empty()) error = pairCountMessage(pairs.size(), source);
   if (!error.empty()) return fail(err, kExitBadInput, error);
 
-  // What the alignment receives: the same pairs, rescaled when their magnitude calls for it, with a
-  // well-shaped triple in front.
-  PointPairs scaled = pairs;
-  const double largest = largestCoordinate(pairs);
-  double scale = 1.0;
-  if (largest > 0.0 && (largest < kPlainLow || largest > kPlainHigh)) {
-    scale = powerOfTwoAbove(largest);
-    divideAll(scaled.from, scale);
-    divideAll(scaled.to, scale);
-  }
-  const LeadingTriple leading = chooseLeadingTriple(scaled);
-  if (leading.status != LeadingStatus::Ok) return fail(err, kExitNotComputed, leadingMessage(leading));
-
   AlignReport report;
   report.pairs = pairs.size();
   report.conditioningFrom = conditioning(pairs.from);
   report.conditioningTo = conditioning(pairs.to);
+
+  // The alignment receives the pairs rescaled when their magnitude calls for it (in place: all that
+  // follows is computed in those units and scaled back), with a well-shaped triple in front.
+  const double largest = largestCoordinate(pairs);
+  double scale = 1.0;
+  if (largest > 0.0 && (largest < kPlainLow || largest > kPlainHigh)) {
+    scale = powerOfTwoAbove(largest);
+    divideAll(pairs.from, scale);
+    divideAll(pairs.to, scale);
+  }
+  const LeadingTriple leading = chooseLeadingTriple(pairs);
+  if (leading.status != LeadingStatus::Ok) return fail(err, kExitNotComputed, leadingMessage(leading));
   warnIfIllConditioned(err, "points to move", report.conditioningFrom);
   warnIfIllConditioned(err, "target points", report.conditioningTo);
 
-  scaled = withLeadingTriple(scaled, leading);
   double meanError = 0.0;
-  if (align(scaled, report.transform, meanError) != 1 || !isFinite(report.transform)) {
+  if (align(withLeadingTriple(pairs, leading), report.transform, meanError) != 1 ||
+      !isFinite(report.transform)) {
     return fail(err, kExitNotComputed, "the alignment could not be computed");
   }
+  std::vector<double> distances = residuals(pairs, report.transform);
+  for (double& d : distances) d *= scale;
   for (int r = 0; r < 3; ++r) report.transform.m[r][3] *= scale;
-
-  const std::vector<double> distances = residuals(pairs, report.transform);
   report.error = errorStats(distances);
   if (options.residuals) report.residuals = &distances;
   out << (options.json ? formatJson(report) : formatText(report));
