@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <map>
 #include <new>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -396,4 +397,55 @@ TEST_F(AppTest, RunningOutOfMemoryIsReported) {
   files["p.txt"] = pairsText(badlyStartedPairs(10, 0.0));
   aligner.throwBadAlloc = true;
   expectFailure(run({"p.txt"}), 2, "not enough memory for this input");
+}
+
+TEST_F(AppTest, AnyInputEndsInOneOfTheThreeStatuses) {
+  // Texts made of number-like pieces, separators, comments and noise: whatever comes out, the run
+  // ends with 0, 1 or 2, and a failure is one error line with nothing on standard output.
+  const std::vector<std::string> pieces = {
+      "0",  "1",    "-2.5", "+3e2", "1e151", "nan", "inf", "1e-320", "4", "7", " ", ",", ";",  "\t", ", ",
+      "\n", "\r\n", "#",    "x",    "+-",    "1e",  "\0",  "\xff",   "5", "6", "8", "9", "-0", ".",  "2"};
+  std::mt19937_64 gen(99);
+  std::uniform_int_distribution<std::size_t> pick(0, pieces.size() - 1);
+  std::uniform_int_distribution<int> length(0, 120);
+  for (int trial = 0; trial < 3000; ++trial) {
+    std::string text;
+    const int n = length(gen);
+    for (int i = 0; i < n; ++i) text += pieces[pick(gen)];
+    files["p.txt"] = text;
+    const RunResult r = run({"--json", "p.txt"});
+    ASSERT_TRUE(r.status == 0 || r.status == 1 || r.status == 2) << text;
+    if (r.status != 0) {
+      EXPECT_EQ(r.out, "");
+      const std::size_t last = r.err.rfind("velmora-align: error: ");
+      ASSERT_NE(last, std::string::npos) << r.err;
+      EXPECT_EQ(r.err.find('\n', last), r.err.size() - 1) << r.err;
+    }
+  }
+}
+
+TEST_F(AppTest, StructuredRandomPairsNeverFailToRun) {
+  // Rows of six numbers drawn from a few values, so that coincident, collinear and flat sets are
+  // frequent: every run ends with 0 (and a proper result) or 1.
+  const double values[] = {0.0, 1.0, -1.0, 2.0, 1e-9, 1e6};
+  std::mt19937_64 gen(7);
+  std::uniform_int_distribution<int> pick(0, 5);
+  std::uniform_int_distribution<int> rows(3, 8);
+  for (int trial = 0; trial < 3000; ++trial) {
+    std::string text;
+    const int n = rows(gen);
+    for (int i = 0; i < n; ++i) {
+      for (int c = 0; c < 6; ++c) text += std::to_string(values[pick(gen)]) + (c < 5 ? " " : "\n");
+    }
+    files["p.txt"] = text;
+    const RunResult r = run({"--json", "p.txt"});
+    ASSERT_TRUE(r.status == 0 || r.status == 1) << text << r.err;
+    if (r.status == 0) {
+      EXPECT_GE(
+          valign::vertexSine(aligner.received.from[0], aligner.received.from[1], aligner.received.from[2]),
+          valign::kMinLeadingSine);
+      EXPECT_GE(valign::vertexSine(aligner.received.to[0], aligner.received.to[1], aligner.received.to[2]),
+                valign::kMinLeadingSine);
+    }
+  }
 }
