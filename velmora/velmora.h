@@ -15,5 +15,7 @@
 #include "velmora/notempl/vcpt2dh.h"
 #include "velmora/notempl/vcpt3d.h"
 #include "velmora/notempl/vcpt3dh.h"
+#include "velmora/notempl/matdbl.h"
+#include "velmora/matrix.h"
 
 #endif
