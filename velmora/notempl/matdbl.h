@@ -70,8 +70,8 @@ class ERDoubleMatrix : protected ERDoubleVec {
   ERDoubleShMatrix subMatrix(unsigned startRow, unsigned startCol, unsigned nbr, unsigned nbc) const;
 
   // Row and column editing. Inserting rows into a matrix with no columns (or columns into one with no
-  // rows) gives it the source's column (row) count; the row (column) count grows as always, so only a
-  // matrix with no elements at all starts a sound shape this way.
+  // rows) gives it the source's column (row) count while the row (column) count grows as always: start
+  // from 0 x 0, since rows counted without columns (or columns without rows) then break the shape check.
   void insertRow(unsigned pos, const double& value, unsigned nb = 1);  // nb rows of value before row pos
   void insertRow(unsigned pos, const ERDoubleVec& vec);                // one row
   void insertRow(unsigned pos, const ERDoubleMatrix& m);               // all rows of m
@@ -112,7 +112,8 @@ class ERDoubleMatrix : protected ERDoubleVec {
   void printOn(std::ostream& os) const override;
   // Reads cols then rows into the shape, then one character per row and one more per column. It stores
   // no element and does not resize the storage: it does not read back what printOn writes, and this
-  // asymmetry is kept as is. Build a matrix from text by other means.
+  // asymmetry is kept as is. Build a matrix from text by other means. A shape read that does not fit the
+  // elements held is reported by the shape check.
   void readFrom(std::istream& is);
   unsigned long binaryStoreSize() const override;  // the element vector's size + 8
   // rows and cols (unsigned 32-bit each), then the element vector.
