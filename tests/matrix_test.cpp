@@ -664,14 +664,14 @@ TEST(MatrixNormTest, NormsSumSquaresInIndexOrder) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Special matrices, Cholesky factor, symmetrisation
+// Identity and Hilbert matrices, Cholesky factor, symmetrisation
 
-TEST(MatrixSpecialTest, IdentityHasOnesOnTheDiagonal) {
+TEST(MatrixIdentityHilbertTest, IdentityHasOnesOnTheDiagonal) {
   EXPECT_EQ(values(IdentityMatrix(3)), (std::vector<double>{1, 0, 0, 0, 1, 0, 0, 0, 1}));
   EXPECT_EQ(IdentityMatrix(0).rows(), 0u);
 }
 
-TEST(MatrixSpecialTest, HilbertHasReciprocalsOfIPlusJPlusOne) {
+TEST(MatrixIdentityHilbertTest, HilbertHasReciprocalsOfIPlusJPlusOne) {
   ERDoubleMatrix h = Hilbert(3);
   EXPECT_EQ(h(0, 0), 1.0);
   EXPECT_EQ(h(0, 1), 1.0 / 2.0);
