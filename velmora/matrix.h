@@ -88,7 +88,7 @@ double norme2(const ERDoubleVec& v);    // sum of squares
 double norme(const ERDoubleMatrix& m);  // square root of the sum of squares of all elements
 
 // ---------------------------------------------------------------------------------------------
-// Special matrices, Cholesky factor, symmetrisation
+// Identity and Hilbert matrices, Cholesky factor, symmetrisation
 
 ERDoubleMatrix IdentityMatrix(unsigned n);
 ERDoubleMatrix Hilbert(unsigned n);  // H(i,j) = 1 / (i + j + 1)

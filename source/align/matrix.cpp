@@ -312,7 +312,7 @@ double norme2(const ERDoubleVec& v) { return dotRun(v.data(), v.data(), 1, v.len
 double norme(const ERDoubleMatrix& m) { return std::sqrt(norme2(m.elements())); }
 
 // ---------------------------------------------------------------------------------------------
-// Special matrices, Cholesky factor, symmetrisation
+// Identity and Hilbert matrices, Cholesky factor, symmetrisation
 
 ERDoubleMatrix IdentityMatrix(unsigned n) {
   ERDoubleMatrix result(n, n);

@@ -8,6 +8,18 @@
 
 #define ER_THIS_UNIT "source/notempl/matdbl"
 
+namespace {
+
+// The diagonal of an n-row block viewed by s: n elements, n + 1 apart from element 0. A block that is not
+// square is reported by the callers; its run is then cut where it would leave the viewed elements.
+ERDoubleSlice diagonalOf(const ERDoubleSlice& s, unsigned n) {
+  const unsigned available = s.length();
+  const unsigned count = (n == 0 || available == 0) ? 0 : ERMin(n, (available - 1) / (n + 1) + 1);
+  return ERDoubleSlice(s, 0, count, static_cast<int>(n) + 1);
+}
+
+}  // namespace
+
 // ---------------------------------------------------------------------------------------------
 // Construction
 
@@ -72,18 +84,14 @@ ERDoubleSlice ERDoubleMatrix::col(unsigned j) const {
   return ERDoubleSlice(*this, j, nrows, static_cast<int>(ncols));
 }
 
-ERDoubleSlice ERDoubleMatrix::diagonalRun() const {
-  return ERDoubleSlice(*this, 0, ERMin(nrows, ncols), static_cast<int>(ncols) + 1);
-}
-
 ERDoubleSlice ERDoubleMatrix::diagonal() const {
   ER_ASSERT_T(nrows == ncols, "nrows==ncols");
-  return diagonalRun();
+  return diagonalOf(ERDoubleSlice(elements()), nrows);
 }
 
 double ERDoubleMatrix::trace() const {
   ER_ASSERT_T(ncols == nrows, "ncols==nrows");
-  return sigma(diagonalRun());
+  return sigma(diagonalOf(ERDoubleSlice(elements()), nrows));
 }
 
 double trace(const ERDoubleMatrix& m) { return m.trace(); }
@@ -136,15 +144,16 @@ void ERDoubleMatrix::insertRow(unsigned pos, const ERDoubleVec& vec) {
   ER_ASSERT_T(pos <= nrows, "pos<=nrows");
   ER_ASSERT_T(vec.length() == ncols || ncols == 0, "vec.length()==ncols || ncols==0");
   const ERDoubleVec src(vec);  // keeps the elements should vec be this matrix's own storage
-  pos = ERMin(pos, nrows);
-  if (ncols == 0 && src.length() != 0) {
-    // Rows without columns hold nothing: the matrix starts again from the new row.
-    nrows = 0;
-    pos = 0;
+  if (ncols == 0) {
+    // A matrix without columns holds no element: the row's elements become the storage.
+    ERDoubleVec::operator=(src);
     ncols = src.length();
+    nrows += 1;
+  } else {
+    pos = ERMin(pos, nrows);
+    openRows(pos, 1, 0.0);
+    writeBlock(pos, 0, 1, ncols, src.data(), 1, src.length());
   }
-  openRows(pos, 1, 0.0);
-  writeBlock(pos, 0, 1, ncols, src.data(), 1, src.length());
   checkShape();
 }
 
@@ -152,14 +161,15 @@ void ERDoubleMatrix::insertRow(unsigned pos, const ERDoubleMatrix& m) {
   ER_ASSERT_T(pos <= nrows, "pos<=nrows");
   ER_ASSERT_T(m.ncols == ncols || ncols == 0, "vec.ncols==ncols || ncols==0");
   const ERDoubleMatrix src(m);
-  pos = ERMin(pos, nrows);
-  if (ncols == 0 && src.ncols != 0) {
-    nrows = 0;
-    pos = 0;
+  if (ncols == 0) {
+    ERDoubleVec::operator=(src.elements());
     ncols = src.ncols;
+    nrows += src.nrows;
+  } else {
+    pos = ERMin(pos, nrows);
+    openRows(pos, src.nrows, 0.0);
+    writeBlock(pos, 0, src.nrows, ncols, src.data(), src.nrows, src.ncols);
   }
-  openRows(pos, src.nrows, 0.0);
-  writeBlock(pos, 0, src.nrows, ncols, src.data(), src.nrows, src.ncols);
   checkShape();
 }
 
@@ -173,15 +183,16 @@ void ERDoubleMatrix::insertCol(unsigned pos, const ERDoubleVec& vec) {
   ER_ASSERT_T(pos <= ncols, "pos<=ncols");
   ER_ASSERT_T(vec.length() == nrows || nrows == 0, "vec.length()==nrows || nrows==0");
   const ERDoubleVec src(vec);
-  pos = ERMin(pos, ncols);
-  if (nrows == 0 && src.length() != 0) {
-    // Columns without rows hold nothing: the matrix starts again from the new column.
-    ncols = 0;
-    pos = 0;
+  if (nrows == 0) {
+    // A matrix without rows holds no element: the column's elements become the storage.
+    ERDoubleVec::operator=(src);
     nrows = src.length();
+    ncols += 1;
+  } else {
+    pos = ERMin(pos, ncols);
+    openCols(pos, 1, 0.0);
+    writeBlock(0, pos, nrows, 1, src.data(), src.length(), 1);
   }
-  openCols(pos, 1, 0.0);
-  writeBlock(0, pos, nrows, 1, src.data(), src.length(), 1);
   checkShape();
 }
 
@@ -189,14 +200,15 @@ void ERDoubleMatrix::insertCol(unsigned pos, const ERDoubleMatrix& m) {
   ER_ASSERT_T(pos <= ncols, "pos<=ncols");
   ER_ASSERT_T(m.nrows == nrows || nrows == 0, "vec.nrows==nrows || nrows==0");
   const ERDoubleMatrix src(m);
-  pos = ERMin(pos, ncols);
-  if (nrows == 0 && src.nrows != 0) {
-    ncols = 0;
-    pos = 0;
+  if (nrows == 0) {
+    ERDoubleVec::operator=(src.elements());
     nrows = src.nrows;
+    ncols += src.ncols;
+  } else {
+    pos = ERMin(pos, ncols);
+    openCols(pos, src.ncols, 0.0);
+    writeBlock(0, pos, nrows, src.ncols, src.data(), src.nrows, src.ncols);
   }
-  openCols(pos, src.ncols, 0.0);
-  writeBlock(0, pos, nrows, src.ncols, src.data(), src.nrows, src.ncols);
   checkShape();
 }
 
@@ -281,24 +293,30 @@ void ERDoubleMatrix::deleteCol(unsigned pos, unsigned nb) {
 
 void ERDoubleMatrix::swapRow(unsigned a, unsigned b) {
   ER_ASSERT_T(a < nrows && b < nrows, "a<nrows && b<nrows");
-  if (a == b || a >= nrows || b >= nrows) return;
-  ERDoubleSlice first = row(a), second = row(b);
-  swap(first, second);
+  if (a != b && a < nrows && b < nrows) {
+    ERDoubleSlice first = row(a), second = row(b);
+    swap(first, second);
+  }
+  checkShape();
 }
 
 void ERDoubleMatrix::swapCol(unsigned a, unsigned b) {
   ER_ASSERT_T(a < ncols && b < ncols, "a<ncols && b<ncols");
-  if (a == b || a >= ncols || b >= ncols) return;
-  ERDoubleSlice first = col(a), second = col(b);
-  swap(first, second);
+  if (a != b && a < ncols && b < ncols) {
+    ERDoubleSlice first = col(a), second = col(b);
+    swap(first, second);
+  }
+  checkShape();
 }
 
 void ERDoubleMatrix::reverseRows() {
   for (unsigned i = 0; i < nrows / 2; ++i) swapRow(i, nrows - 1 - i);
+  checkShape();
 }
 
 void ERDoubleMatrix::reverseCols() {
   for (unsigned j = 0; j < ncols / 2; ++j) swapCol(j, ncols - 1 - j);
+  checkShape();
 }
 
 void ERDoubleMatrix::splitAtCol(unsigned pos, ERDoubleMatrix& left, ERDoubleMatrix& right) const {
@@ -477,18 +495,14 @@ ERDoubleShMatrix& ERDoubleShMatrix::operator=(const ERDoubleShMatrix& m) {
   return *this;
 }
 
-ERDoubleSlice ERDoubleShMatrix::diagonalRun() const {
-  return ERDoubleSlice(data, 0, ERMin(nrows, ncols), static_cast<int>(ncols) + 1);
-}
-
 ERDoubleSlice ERDoubleShMatrix::diagonal() const {
   ER_ASSERT_T(nrows == ncols, "nrows==ncols");
-  return diagonalRun();
+  return diagonalOf(data, nrows);
 }
 
 double ERDoubleShMatrix::trace() const {
   ER_ASSERT_T(ncols == nrows, "ncols==nrows");
-  return sigma(diagonalRun());
+  return sigma(diagonalOf(data, nrows));
 }
 
 double trace(const ERDoubleShMatrix& m) { return m.trace(); }

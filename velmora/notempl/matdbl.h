@@ -57,11 +57,12 @@ class ERDoubleMatrix : protected ERDoubleVec {
   }
   // The element vector, row-major; a copy of it shares the matrix's storage.
   const ERDoubleVec& elements() const { return *this; }
-  // Views of row i, of column j and of the diagonal; writing through them changes this matrix.
+  // Views of row i, of column j and of the diagonal; writing through them changes this matrix. The
+  // diagonal is rows() elements, rows()+1 apart from element 0 (cut at the end of the storage).
   ERDoubleSlice row(unsigned i) const;
   ERDoubleSlice col(unsigned j) const;
   ERDoubleSlice diagonal() const;
-  double trace() const;
+  double trace() const;  // the sum of the diagonal
   // A view of nbr*nbc consecutive elements from (startRow, startCol), read as nbr rows of nbc. This is a
   // contiguous run of the storage, not a rectangular block: when nbc is less than cols() and nbr is more
   // than 1, the view's rows run on into the following rows of the matrix. Taking whole rows, a single
@@ -69,7 +70,8 @@ class ERDoubleMatrix : protected ERDoubleVec {
   ERDoubleShMatrix subMatrix(unsigned startRow, unsigned startCol, unsigned nbr, unsigned nbc) const;
 
   // Row and column editing. Inserting rows into a matrix with no columns (or columns into one with no
-  // rows) gives it the source's column (row) count.
+  // rows) gives it the source's column (row) count while the row (column) count grows as always: start
+  // from 0 x 0, since rows counted without columns (or columns without rows) then break the shape check.
   void insertRow(unsigned pos, const double& value, unsigned nb = 1);  // nb rows of value before row pos
   void insertRow(unsigned pos, const ERDoubleVec& vec);                // one row
   void insertRow(unsigned pos, const ERDoubleMatrix& m);               // all rows of m
@@ -110,7 +112,8 @@ class ERDoubleMatrix : protected ERDoubleVec {
   void printOn(std::ostream& os) const override;
   // Reads cols then rows into the shape, then one character per row and one more per column. It stores
   // no element and does not resize the storage: it does not read back what printOn writes, and this
-  // asymmetry is kept as is. Build a matrix from text by other means.
+  // asymmetry is kept as is. Build a matrix from text by other means. A shape read that does not fit the
+  // elements held is reported by the shape check.
   void readFrom(std::istream& is);
   unsigned long binaryStoreSize() const override;  // the element vector's size + 8
   // rows and cols (unsigned 32-bit each), then the element vector.
@@ -133,8 +136,6 @@ class ERDoubleMatrix : protected ERDoubleVec {
   // this matrix at (r0, c0); the rest of that block is left as it is.
   void writeBlock(unsigned r0, unsigned c0, unsigned nr, unsigned nc, const double* src, unsigned srcRows,
                   unsigned srcCols);
-  // The leading diagonal: min(rows, cols) elements, cols + 1 apart.
-  ERDoubleSlice diagonalRun() const;
 
   unsigned ncols;
   unsigned nrows;
@@ -193,8 +194,6 @@ class ERDoubleShMatrix {
   // bound checks.
   static ERDoubleSlice run(const ERDoubleSlice& s, unsigned rows, unsigned cols, unsigned startRow,
                            unsigned startCol, unsigned nbr, unsigned nbc);
-  // The leading diagonal: min(rows, cols) elements, cols + 1 apart.
-  ERDoubleSlice diagonalRun() const;
 
   ERDoubleSlice data;
   unsigned nrows;
