@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "velmora/erconfig.h"
 
@@ -42,6 +43,31 @@ inline std::string captureStderr(const std::function<void()>& f) {
   testing::internal::CaptureStderr();
   f();
   return testing::internal::GetCapturedStderr();
+}
+
+// The conditions of the assertion reports at the start of captured standard error, each prefixed with
+// its unit when that is not `home`, and the text after them.
+struct Reports {
+  std::vector<std::string> conditions;
+  std::string rest;
+};
+inline Reports parseReports(const std::string& err, const std::string& home) {
+  Reports out;
+  std::size_t pos = 0;
+  while (err.compare(pos, 2, "\n\n") == 0) {
+    const std::size_t failed = err.find(" failed in ", pos + 2);
+    const std::size_t atLine = err.find(" at line ", failed == std::string::npos ? pos : failed);
+    const std::size_t end = err.find('\n', atLine == std::string::npos ? pos + 2 : atLine);
+    if (failed == std::string::npos || atLine == std::string::npos || end == std::string::npos) break;
+    const std::string line = err.substr(atLine + 9, end - atLine - 9);
+    if (line.empty() || line.find_first_not_of("0123456789") != std::string::npos) break;
+    const std::string unit = err.substr(failed + 11, atLine - failed - 11);
+    const std::string condition = err.substr(pos + 2, failed - pos - 2);
+    out.conditions.push_back(unit == home ? condition : unit + ": " + condition);
+    pos = end + 1;
+  }
+  out.rest = err.substr(pos);
+  return out;
 }
 
 inline bool contains(const std::string& haystack, const std::string& needle) {
