@@ -25,6 +25,7 @@
 #include "test_support.h"
 #include "vec_file_support.h"
 #include "velmora/erfile.h"
+#include "velmora/matrix.h"
 #include "velmora/pseurot.h"
 
 namespace {
@@ -357,7 +358,7 @@ std::string printed(const ERDoubleMatrix& m) {
 // ---------------------------------------------------------------------------------------------
 // Registry and start-up
 
-TEST(ERTransfo3DRegistryTest, EveryClassIsRegisteredUnderItsNameWithItsBase) {
+TEST(Transf3DRegistryTest, EveryClassIsRegisteredUnderItsNameWithItsBase) {
   struct Entry {
     const ERClassRegistration* reg;
     const char* name;
@@ -396,7 +397,7 @@ TEST(ERTransfo3DRegistryTest, EveryClassIsRegisteredUnderItsNameWithItsBase) {
   }
 }
 
-TEST(ERTransfo3DRegistryTest, FactoriesMakeDefaultObjectsOfTheirClass) {
+TEST(Transf3DRegistryTest, FactoriesMakeDefaultObjectsOfTheirClass) {
   const char* names[] = {"ERPmSimilitude3D", "ERPmIsometrie3D", "ERIdentity3D",
                          "ERTranslation3D",  "ERRotation3D",    "ERChgRepere3D",
                          "ERScaling3D",      "ERSymetrie3D",    "ERSimilitude3D"};
@@ -412,7 +413,7 @@ TEST(ERTransfo3DRegistryTest, FactoriesMakeDefaultObjectsOfTheirClass) {
   EXPECT_EQ(ERTranslation3D::castdown(*t)->getTrans(), ERPoint3D());
 }
 
-TEST(ERTransfo3DRegistryTest, MirrorIsASimilitudeButNoIsometry) {
+TEST(Transf3DRegistryTest, MirrorIsASimilitudeButNoIsometry) {
   ERSymetrie3D s(X3D);
   EXPECT_TRUE(s.isKindOf(ERAnySimilitude3D::desc()));
   EXPECT_FALSE(s.isKindOf(ERAnyIsometrie3D::desc()));
@@ -421,7 +422,7 @@ TEST(ERTransfo3DRegistryTest, MirrorIsASimilitudeButNoIsometry) {
   EXPECT_FALSE(ERPmIsometrie3D().isKindOf(ERTr3DRevRep::desc()));
 }
 
-TEST(ERTransfo3DRegistryTest, CastdownFindsTheRequestedPart) {
+TEST(Transf3DRegistryTest, CastdownFindsTheRequestedPart) {
   ERChgRepere3D c;
   const ERObject& o = c;
   EXPECT_EQ(ERAnyIsometrie3D::castdown(o), &c);
@@ -431,14 +432,14 @@ TEST(ERTransfo3DRegistryTest, CastdownFindsTheRequestedPart) {
   EXPECT_EQ(err, "Trying to cast a ERChgRepere3D into a ERScaling3D\n");
 }
 
-TEST(ERTransfo3DLifetimeTest, IdentityExistsFromTheLibrarysLoad) {
+TEST(Transf3DLifetimeTest, IdentityExistsFromTheLibrarysLoad) {
   ASSERT_NE(g_identityAtStart, nullptr);
   EXPECT_EQ(g_identityAtStart, ERTr3DRevRep::theIdentity);
   EXPECT_STREQ(g_identityAtStart->className(), "ERIdentity3D");
   EXPECT_GE(g_identityAtStart->references(), 0);  // the library holds it
 }
 
-TEST(ERTransfo3DLifetimeTest, InitAndGetIdentityKeepTheOneIdentity) {
+TEST(Transf3DLifetimeTest, InitAndGetIdentityKeepTheOneIdentity) {
   const ERTr3DRevRep* before = ERTr3DRevRep::theIdentity;
   int32_t count = before->references();
   InitTransfo3D();
@@ -447,7 +448,7 @@ TEST(ERTransfo3DLifetimeTest, InitAndGetIdentityKeepTheOneIdentity) {
   EXPECT_EQ(before->references(), count);  // neither takes a reference
 }
 
-TEST(ERTransfo3DLifetimeTest, CloseDeletesTheIdentityAndLeavesThePointer) {
+TEST(Transf3DLifetimeTest, CloseDeletesTheIdentityAndLeavesThePointer) {
   // In a child process: the identity is gone afterwards.
   EXPECT_EXIT(
       {
@@ -461,12 +462,12 @@ TEST(ERTransfo3DLifetimeTest, CloseDeletesTheIdentityAndLeavesThePointer) {
 // ---------------------------------------------------------------------------------------------
 // Reference counting
 
-TEST(ERTransfo3DCountTest, FreshRepresentationHasNoHolder) {
+TEST(Transf3DCountTest, FreshRepresentationHasNoHolder) {
   ERTranslation3D t(ERPoint3D(1, 2, 3));
   EXPECT_EQ(t.references(), -1);
 }
 
-TEST(ERTransfo3DCountTest, RemoveRefOnCountOneLeavesItAliveWithZero) {
+TEST(Transf3DCountTest, RemoveRefOnCountOneLeavesItAliveWithZero) {
   ERTranslation3D* t = new ERTranslation3D(ERPoint3D(1, 2, 3));
   t->addReference();
   t->addReference();
@@ -477,7 +478,7 @@ TEST(ERTransfo3DCountTest, RemoveRefOnCountOneLeavesItAliveWithZero) {
   MPTRANS_REMOVEREF(t);  // the last holder: deleted (the leak checker sees it otherwise)
 }
 
-TEST(ERTransfo3DCountTest, HandleTakesAPrivateCopyAndCopiesShareIt) {
+TEST(Transf3DCountTest, HandleTakesAPrivateCopyAndCopiesShareIt) {
   ERTranslation3D t(ERPoint3D(1, 2, 3));
   ERPmIsometrie3D a(t);
   EXPECT_NE(a.getRep(), &t);
@@ -493,7 +494,7 @@ TEST(ERTransfo3DCountTest, HandleTakesAPrivateCopyAndCopiesShareIt) {
   EXPECT_EQ(a.getRep()->references(), 0);
 }
 
-TEST(ERTransfo3DCountTest, DefaultHandlesShareTheIdentity) {
+TEST(Transf3DCountTest, DefaultHandlesShareTheIdentity) {
   int32_t count = GetIdentity()->references();
   {
     ERPmSimilitude3D s;
@@ -505,7 +506,7 @@ TEST(ERTransfo3DCountTest, DefaultHandlesShareTheIdentity) {
   EXPECT_EQ(GetIdentity()->references(), count);
 }
 
-TEST(ERTransfo3DCountTest, AssignmentMovesTheReferenceAndSelfAssignmentIsSafe) {
+TEST(Transf3DCountTest, AssignmentMovesTheReferenceAndSelfAssignmentIsSafe) {
   ERPmIsometrie3D a(ERTranslation3D(ERPoint3D(1, 0, 0)));
   ERPmIsometrie3D b(ERRotation3D(Z3D, 0.3));
   const ERTr3DRevRep* ra = a.getRep();
@@ -532,7 +533,7 @@ TEST(ERTransfo3DCountTest, AssignmentMovesTheReferenceAndSelfAssignmentIsSafe) {
 // ---------------------------------------------------------------------------------------------
 // Composition table
 
-TEST(ERTransfo3DCompositionTest, HandleTimesHandleFollowsTheTable) {
+TEST(Transf3DCompositionTest, HandleTimesHandleFollowsTheTable) {
   std::mt19937 rng(11);
   for (int l = 0; l < kKinds; ++l)
     for (int r = 0; r < kKinds; ++r) {
@@ -547,7 +548,7 @@ TEST(ERTransfo3DCompositionTest, HandleTimesHandleFollowsTheTable) {
     }
 }
 
-TEST(ERTransfo3DCompositionTest, HandleTimesRepresentationFollowsTheTable) {
+TEST(Transf3DCompositionTest, HandleTimesRepresentationFollowsTheTable) {
   std::mt19937 rng(12);
   for (int l = 0; l < kKinds; ++l)
     for (int r = 0; r < kKinds; ++r) {
@@ -564,7 +565,7 @@ TEST(ERTransfo3DCompositionTest, HandleTimesRepresentationFollowsTheTable) {
     }
 }
 
-TEST(ERTransfo3DCompositionTest, RepresentationTimesHandleFollowsTheTable) {
+TEST(Transf3DCompositionTest, RepresentationTimesHandleFollowsTheTable) {
   std::mt19937 rng(13);
   for (int l = 0; l < kKinds; ++l)
     for (int r = 0; r < kKinds; ++r) {
@@ -581,7 +582,7 @@ TEST(ERTransfo3DCompositionTest, RepresentationTimesHandleFollowsTheTable) {
     }
 }
 
-TEST(ERTransfo3DCompositionTest, RepresentationTimesRepresentationCopiesAReturnedOperand) {
+TEST(Transf3DCompositionTest, RepresentationTimesRepresentationCopiesAReturnedOperand) {
   std::mt19937 rng(14);
   for (int l = 0; l < kKinds; ++l)
     for (int r = 0; r < kKinds; ++r) {
@@ -599,7 +600,7 @@ TEST(ERTransfo3DCompositionTest, RepresentationTimesRepresentationCopiesAReturne
     }
 }
 
-TEST(ERTransfo3DCompositionTest, IsometryHandlesFollowTheTableInEveryShape) {
+TEST(Transf3DCompositionTest, IsometryHandlesFollowTheTableInEveryShape) {
   std::mt19937 rng(15);
   const Kind isos[] = {kId, kTr, kRot, kChg};
   for (Kind l : isos)
@@ -628,7 +629,7 @@ TEST(ERTransfo3DCompositionTest, IsometryHandlesFollowTheTableInEveryShape) {
     }
 }
 
-TEST(ERTransfo3DCompositionTest, IdentityOnEitherSideSharesTheOtherOperand) {
+TEST(Transf3DCompositionTest, IdentityOnEitherSideSharesTheOtherOperand) {
   std::mt19937 rng(16);
   ERPmSimilitude3D id;
   for (int k = kTr; k < kKinds; ++k) {
@@ -640,7 +641,13 @@ TEST(ERTransfo3DCompositionTest, IdentityOnEitherSideSharesTheOtherOperand) {
   }
 }
 
-TEST(ERTransfo3DCompositionTest, OppositeTranslationsGiveTheSharedIdentity) {
+TEST(Transf3DCompositionTest, TwoIdentityValuesMultiplyToAnIdentityValue) {
+  ERIdentity3D r = ERIdentity3D() * ERIdentity3D();
+  EXPECT_STREQ(r.className(), "ERIdentity3D");
+  EXPECT_EQ(r.references(), -1);  // a plain value, no handle
+}
+
+TEST(Transf3DCompositionTest, OppositeTranslationsGiveTheSharedIdentity) {
   ERPmIsometrie3D a(ERTranslation3D(ERPoint3D(1.5, -2, 3)));
   ERPmIsometrie3D b(ERTranslation3D(ERPoint3D(-1.5, 2, -3)));
   EXPECT_EQ((a * b).getRep(), GetIdentity());
@@ -648,7 +655,7 @@ TEST(ERTransfo3DCompositionTest, OppositeTranslationsGiveTheSharedIdentity) {
             GetIdentity());
 }
 
-TEST(ERTransfo3DCompositionTest, ScalingsMultiplyingToOneGiveTheSharedIdentity) {
+TEST(Transf3DCompositionTest, ScalingsMultiplyingToOneGiveTheSharedIdentity) {
   ERPmSimilitude3D a(ERScaling3D(2.0)), b(ERScaling3D(0.5));
   EXPECT_EQ((a * b).getRep(), GetIdentity());
   ERPmSimilitude3D c = ERScaling3D(2.0) * ERScaling3D(3.0);
@@ -656,21 +663,21 @@ TEST(ERTransfo3DCompositionTest, ScalingsMultiplyingToOneGiveTheSharedIdentity) 
   EXPECT_EQ(c.getFactHomo(), 6.0);
 }
 
-TEST(ERTransfo3DCompositionTest, RotationWithItsInverseStaysARotation) {
+TEST(Transf3DCompositionTest, RotationWithItsInverseStaysARotation) {
   ERPmIsometrie3D r(ERRotation3D(ERVector3D(1, 2, 3), 0.7));
   ERPmIsometrie3D p = r * ~r;
   EXPECT_STREQ(p.getRep()->className(), "ERRotation3D");
   EXPECT_TRUE(near(p.getMatrix(), Eigen::Matrix3d::Identity(), 1e-14));
 }
 
-TEST(ERTransfo3DCompositionTest, TranslationTimesMirrorIsASimilitude) {
+TEST(Transf3DCompositionTest, TranslationTimesMirrorIsASimilitude) {
   ERPmSimilitude3D s = ERTranslation3D(ERPoint3D(1, 2, 3)) * ERSymetrie3D(Z3D);
   EXPECT_STREQ(s.getRep()->className(), "ERSimilitude3D");
   EXPECT_EQ(s.isDirect(), 0);
   EXPECT_EQ(s >> ERPoint3D(1, 1, 1), ERPoint3D(2, 3, 2));
 }
 
-TEST(ERTransfo3DCompositionTest, Multiply2SimComposesFactorsMatricesAndTranslations) {
+TEST(Transf3DCompositionTest, Multiply2SimComposesFactorsMatricesAndTranslations) {
   std::mt19937 rng(17);
   for (int i = 0; i < 20; ++i) {
     Sample a = makeSample(kSim, rng), b = makeSample(kSim, rng);
@@ -687,7 +694,7 @@ TEST(ERTransfo3DCompositionTest, Multiply2SimComposesFactorsMatricesAndTranslati
 // ---------------------------------------------------------------------------------------------
 // Inversion
 
-TEST(ERTransfo3DInverseTest, EveryClassInvertsToTheExpectedClassAndMapping) {
+TEST(Transf3DInverseTest, EveryClassInvertsToTheExpectedClassAndMapping) {
   std::mt19937 rng(21);
   const char* inverseClass[kKinds] = {"ERIdentity3D", "ERTranslation3D", "ERRotation3D",  "ERChgRepere3D",
                                       "ERScaling3D",  "ERSymetrie3D",    "ERSimilitude3D"};
@@ -711,7 +718,7 @@ TEST(ERTransfo3DInverseTest, EveryClassInvertsToTheExpectedClassAndMapping) {
   }
 }
 
-TEST(ERTransfo3DInverseTest, ChangeOfFrameWithItsInverseIsTheIdentityFrame) {
+TEST(Transf3DInverseTest, ChangeOfFrameWithItsInverseIsTheIdentityFrame) {
   std::mt19937 rng(22);
   for (int i = 0; i < 10; ++i) {
     Sample s = makeSample(kChg, rng);
@@ -723,7 +730,7 @@ TEST(ERTransfo3DInverseTest, ChangeOfFrameWithItsInverseIsTheIdentityFrame) {
   }
 }
 
-TEST(ERTransfo3DInverseTest, IsometryHandlesInvertToIsometries) {
+TEST(Transf3DInverseTest, IsometryHandlesInvertToIsometries) {
   ERPmIsometrie3D c(ERChgRepere3D(ERVector3D(1, 1, 0), ERVector3D(0, 1, 0), ERPoint3D(1, 2, 3)));
   ERPmIsometrie3D inv = ~c;
   EXPECT_TRUE(inv.isValid());
@@ -732,7 +739,7 @@ TEST(ERTransfo3DInverseTest, IsometryHandlesInvertToIsometries) {
   EXPECT_EQ(inv2.getTrans(), ERPoint3D(-1, -2, -3));
 }
 
-TEST(ERTransfo3DInverseTest, ReducedCopiesAreNewExceptForTheIdentity) {
+TEST(Transf3DInverseTest, ReducedCopiesAreNewExceptForTheIdentity) {
   std::mt19937 rng(23);
   for (int k = kTr; k < kKinds; ++k) {
     Sample s = makeSample(Kind(k), rng);
@@ -747,7 +754,7 @@ TEST(ERTransfo3DInverseTest, ReducedCopiesAreNewExceptForTheIdentity) {
 // ---------------------------------------------------------------------------------------------
 // Application
 
-TEST(ERTransfo3DApplyTest, EveryClassMapsPointsAndVectorsByItsDefinition) {
+TEST(Transf3DApplyTest, EveryClassMapsPointsAndVectorsByItsDefinition) {
   std::mt19937 rng(31);
   for (int k = 0; k < kKinds; ++k) {
     SCOPED_TRACE(kNames[k]);
@@ -768,7 +775,7 @@ TEST(ERTransfo3DApplyTest, EveryClassMapsPointsAndVectorsByItsDefinition) {
   }
 }
 
-TEST(ERTransfo3DApplyTest, StarAndShiftRightAgreeAndShiftLeftUndoesThem) {
+TEST(Transf3DApplyTest, StarAndShiftRightAgreeAndShiftLeftUndoesThem) {
   std::mt19937 rng(32);
   for (int k = 0; k < kKinds; ++k) {
     Sample s = makeSample(Kind(k), rng);
@@ -783,7 +790,7 @@ TEST(ERTransfo3DApplyTest, StarAndShiftRightAgreeAndShiftLeftUndoesThem) {
   }
 }
 
-TEST(ERTransfo3DApplyTest, PointVectorsAreMappedElementByElementOnAPrivateCopy) {
+TEST(Transf3DApplyTest, PointVectorsAreMappedElementByElementOnAPrivateCopy) {
   std::mt19937 rng(33);
   Sample s = makeSample(kSim, rng);
   ERPoint3DVec v;
@@ -803,7 +810,7 @@ TEST(ERTransfo3DApplyTest, PointVectorsAreMappedElementByElementOnAPrivateCopy) 
   for (unsigned i = 0; i < 7; ++i) EXPECT_TRUE(near(back[i], ref[i]));
 }
 
-TEST(ERTransfo3DApplyTest, EmptyPointVectorKeepsItsStorageShared) {
+TEST(Transf3DApplyTest, EmptyPointVectorKeepsItsStorageShared) {
   ERPoint3DVec a;
   ERPoint3DVec b(a);
   ERRotation3D r(Z3D, 0.5);
@@ -818,7 +825,7 @@ TEST(ERTransfo3DApplyTest, EmptyPointVectorKeepsItsStorageShared) {
   EXPECT_EQ(c[0], ERPoint3D(1, 0, 0));
 }
 
-TEST(ERTransfo3DApplyTest, PolesAreMappedThroughTheirPointAndKeepTheirWeight) {
+TEST(Transf3DApplyTest, PolesAreMappedThroughTheirPointAndKeepTheirWeight) {
   std::mt19937 rng(34);
   Sample s = makeSample(kChg, rng);
   ERPole3DHVec v;
@@ -845,7 +852,7 @@ TEST(ERTransfo3DApplyTest, PolesAreMappedThroughTheirPointAndKeepTheirWeight) {
   EXPECT_TRUE(near(two.castToPoint(), ref[0].first));
 }
 
-TEST(ERTransfo3DApplyTest, ProjectMapsToTheFrameAndDropsZ) {
+TEST(Transf3DApplyTest, ProjectMapsToTheFrameAndDropsZ) {
   ERChgRepere3D c(ERVector3D(0, 1, 0), ERVector3D(-1, 0, 0), ERPoint3D(1, 2, 3));
   // Frame axes: x = (0,1,0), y = (-1,0,0), z = (0,0,1); TransTo(p) = M^T (p - O).
   ERPoint3D p(4, 7, 9);
@@ -864,7 +871,7 @@ TEST(ERTransfo3DApplyTest, ProjectMapsToTheFrameAndDropsZ) {
 // ---------------------------------------------------------------------------------------------
 // Decomposition
 
-TEST(ERTransfo3DDecompositionTest, EveryClassReportsItsMatrixTranslationAndFactor) {
+TEST(Transf3DDecompositionTest, EveryClassReportsItsMatrixTranslationAndFactor) {
   std::mt19937 rng(41);
   for (int k = 0; k < kKinds; ++k) {
     SCOPED_TRACE(kNames[k]);
@@ -884,14 +891,14 @@ TEST(ERTransfo3DDecompositionTest, EveryClassReportsItsMatrixTranslationAndFacto
   }
 }
 
-TEST(ERTransfo3DDecompositionTest, NegativeScalingStillAnswersDirect) {
+TEST(Transf3DDecompositionTest, NegativeScalingStillAnswersDirect) {
   ERScaling3D s(-2.0);
   EXPECT_EQ(s.isDirect(), 1);
   EXPECT_EQ(s.getFactHomo(), -2.0);
   EXPECT_EQ(s >> ERPoint3D(1, 2, 3), ERPoint3D(-2, -4, -6));
 }
 
-TEST(ERTransfo3DDecompositionTest, HandlesForwardTheDecomposition) {
+TEST(Transf3DDecompositionTest, HandlesForwardTheDecomposition) {
   ERPmSimilitude3D h(ERSimilitude3D(
       toMatrix(Eigen::Matrix3d(Eigen::AngleAxisd(0.4, Eigen::Vector3d::UnitX()))), ERPoint3D(1, 2, 3), 2.0));
   EXPECT_EQ(h.getFactHomo(), 2.0);
@@ -1084,7 +1091,7 @@ TEST(ERSimilitude3DTest, CopiesTheDecompositionOfAnySimilitude) {
 // ---------------------------------------------------------------------------------------------
 // Comparison
 
-TEST(ERTransfo3DEqualTest, ZeroTranslationIsNotTheIdentity) {
+TEST(Transf3DEqualTest, ZeroTranslationIsNotTheIdentity) {
   ERTranslation3D t;
   ERIdentity3D id;
   EXPECT_FALSE(t == id);
@@ -1093,7 +1100,7 @@ TEST(ERTransfo3DEqualTest, ZeroTranslationIsNotTheIdentity) {
   EXPECT_TRUE(t == ERTranslation3D(ERPoint3D()));
 }
 
-TEST(ERTransfo3DEqualTest, SameClassComparesWithinTolerance) {
+TEST(Transf3DEqualTest, SameClassComparesWithinTolerance) {
   ERTranslation3D a(ERPoint3D(1, 2, 3));
   EXPECT_TRUE(a == ERTranslation3D(ERPoint3D(1, 2, 3 + 1e-12)));
   EXPECT_FALSE(a == ERTranslation3D(ERPoint3D(1, 2, 3 + 1e-10)));
@@ -1103,7 +1110,7 @@ TEST(ERTransfo3DEqualTest, SameClassComparesWithinTolerance) {
   EXPECT_FALSE(ERRotation3D(Z3D, 0.5) == ERRotation3D(Z3D, 0.5 + 1e-9));
 }
 
-TEST(ERTransfo3DEqualTest, HandlesCompareTheirRepresentations) {
+TEST(Transf3DEqualTest, HandlesCompareTheirRepresentations) {
   ERPmIsometrie3D a(ERTranslation3D(ERPoint3D(1, 2, 3)));
   ERPmSimilitude3D b(ERTranslation3D(ERPoint3D(1, 2, 3)));
   EXPECT_TRUE(a == b);
@@ -1144,7 +1151,7 @@ void restore(ERObject& o, const std::string& name) {
   });
 }
 
-TEST(ERTransfo3DPersistenceTest, RepresentationsWriteTheirFieldsInOrder) {
+TEST(Transf3DPersistenceTest, RepresentationsWriteTheirFieldsInOrder) {
   vtest::ScratchDir dir;
   std::string name = dir.path("rep.bin");
   ERDoubleMatrix rot = ERRotation3D(ERVector3D(1, 2, 3), 0.4).getMatrix();
@@ -1186,7 +1193,7 @@ TEST(ERTransfo3DPersistenceTest, RepresentationsWriteTheirFieldsInOrder) {
   }
 }
 
-TEST(ERTransfo3DPersistenceTest, HandleWritesMatrixTranslationFactor) {
+TEST(Transf3DPersistenceTest, HandleWritesMatrixTranslationFactor) {
   vtest::ScratchDir dir;
   std::string name = dir.path("handle.bin");
   ERPmIsometrie3D h(ERTranslation3D(ERPoint3D(1, 2, 3)));
@@ -1198,7 +1205,7 @@ TEST(ERTransfo3DPersistenceTest, HandleWritesMatrixTranslationFactor) {
   EXPECT_EQ(h.binaryStoreSize(), expected.size());
 }
 
-TEST(ERTransfo3DPersistenceTest, RestoredHandleHoldsASimilitude) {
+TEST(Transf3DPersistenceTest, RestoredHandleHoldsASimilitude) {
   vtest::ScratchDir dir;
   std::string name = dir.path("handle.bin");
   std::mt19937 rng(61);
@@ -1218,7 +1225,7 @@ TEST(ERTransfo3DPersistenceTest, RestoredHandleHoldsASimilitude) {
   }
 }
 
-TEST(ERTransfo3DPersistenceTest, RestoringReleasesTheFormerRepresentation) {
+TEST(Transf3DPersistenceTest, RestoringReleasesTheFormerRepresentation) {
   vtest::ScratchDir dir;
   std::string name = dir.path("handle.bin");
   ERPmIsometrie3D a(ERRotation3D(X3D, 0.2));
@@ -1233,7 +1240,7 @@ TEST(ERTransfo3DPersistenceTest, RestoringReleasesTheFormerRepresentation) {
 // ---------------------------------------------------------------------------------------------
 // Printing
 
-TEST(ERTransfo3DPrintTest, EveryClassPrintsItsFrenchLabels) {
+TEST(Transf3DPrintTest, EveryClassPrintsItsFrenchLabels) {
   ERDoubleMatrix rot = ERRotation3D(Z3D, 0.5).getMatrix();
   EXPECT_EQ(printed(ERTranslation3D(ERPoint3D(1, 2, 3))), "Composante Translation : <1,2,3>\n");
   EXPECT_EQ(printed(ERRotation3D(Z3D, 0.5)), "Matrice de Rotation : " + printed(rot));
@@ -1248,7 +1255,7 @@ TEST(ERTransfo3DPrintTest, EveryClassPrintsItsFrenchLabels) {
   EXPECT_EQ(printed(ERIdentity3D()), "Identite\n");
 }
 
-TEST(ERTransfo3DPrintTest, HandlePrintsItsClassThenTheRepresentation) {
+TEST(Transf3DPrintTest, HandlePrintsItsClassThenTheRepresentation) {
   ERPmIsometrie3D h(ERTranslation3D(ERPoint3D(1, 2, 3)));
   EXPECT_EQ(printed(h),
             "Class : ERPmIsometrie3D\n   contents a ERTranslation3D\nComposante Translation : <1,2,3>\n\n");
@@ -1259,12 +1266,12 @@ TEST(ERTransfo3DPrintTest, HandlePrintsItsClassThenTheRepresentation) {
 // ---------------------------------------------------------------------------------------------
 // Assertion reports
 
-TEST(ERTransfo3DReportTest, HandleFromAnInvalidCopyReportsIsValid) {
+TEST(Transf3DReportTest, HandleFromAnInvalidCopyReportsIsValid) {
   expectReport([] { ERPmSimilitude3D h{TOddSim()}; }, "isValid()", kHeader);
   expectReport([] { ERPmIsometrie3D h{TOddIso()}; }, "isValid()", kHeader);
 }
 
-TEST(ERTransfo3DReportTest, IsometryHandleCopyReportsIsValidAndStillShares) {
+TEST(Transf3DReportTest, IsometryHandleCopyReportsIsValidAndStillShares) {
   ERPmIsometrie3D h;
   h = TOddIso();  // assigning a representation checks nothing
   EXPECT_EQ(h.isValid(), 0);
@@ -1281,7 +1288,7 @@ TEST(ERTransfo3DReportTest, IsometryHandleCopyReportsIsValidAndStillShares) {
   }
 }
 
-TEST(ERTransfo3DReportTest, InvalidLeftHandleReportsIso1AndGoesOn) {
+TEST(Transf3DReportTest, InvalidLeftHandleReportsIso1AndGoesOn) {
   ERPmSimilitude3D h;
   h = TOddSim();
   EXPECT_EQ(h.isValid(), 0);
@@ -1297,7 +1304,7 @@ TEST(ERTransfo3DReportTest, InvalidLeftHandleReportsIso1AndGoesOn) {
   }
 }
 
-TEST(ERTransfo3DReportTest, InvalidRightHandleReportsIso2AndGoesOn) {
+TEST(Transf3DReportTest, InvalidRightHandleReportsIso2AndGoesOn) {
   ERPmSimilitude3D h;
   h = TOddSim();
   ERPoint3D moved;
@@ -1312,7 +1319,7 @@ TEST(ERTransfo3DReportTest, InvalidRightHandleReportsIso2AndGoesOn) {
   }
 }
 
-TEST(ERTransfo3DReportTest, NonSimilitudeResultReportsTheSimilitudeKind) {
+TEST(Transf3DReportTest, NonSimilitudeResultReportsTheSimilitudeKind) {
   ERPmSimilitude3D h;
   h = TOddSim();
   std::string cls;
@@ -1323,7 +1330,7 @@ TEST(ERTransfo3DReportTest, NonSimilitudeResultReportsTheSimilitudeKind) {
   }
 }
 
-TEST(ERTransfo3DReportTest, NonIsometryResultReportsTheIsometryKind) {
+TEST(Transf3DReportTest, NonIsometryResultReportsTheIsometryKind) {
   int valid = -1;
   expectReport([&] { valid = (~TOddIso()).isValid(); }, "mpTrans->isKindOf(ERAnyIsometrie3D::desc())",
                kHeader);
@@ -1332,7 +1339,7 @@ TEST(ERTransfo3DReportTest, NonIsometryResultReportsTheIsometryKind) {
   }
 }
 
-TEST(ERTransfo3DReportTest, ClassChangingDuringComparisonReportsIsA) {
+TEST(Transf3DReportTest, ClassChangingDuringComparisonReportsIsA) {
   int result = -1;
   expectReport(
       [&] {
@@ -1345,7 +1352,7 @@ TEST(ERTransfo3DReportTest, ClassChangingDuringComparisonReportsIsA) {
   }  // the comparison goes on: same values
 }
 
-TEST(ERTransfo3DReportTest, MatrixHelpersReportANonSquareMatrix) {
+TEST(Transf3DReportTest, MatrixHelpersReportANonSquareMatrix) {
   ERDoubleMatrix m(2, 2, 1.0);
   ERPoint3D p(1, 1, 1);
   ERPoint3D r1(9, 9, 9), r2(9, 9, 9);
@@ -1363,7 +1370,7 @@ TEST(ERTransfo3DReportTest, MatrixHelpersReportANonSquareMatrix) {
   }
 }
 
-TEST(ERTransfo3DReportTest, MatrixHelpersMultiplyRowMajorAndByTheTranspose) {
+TEST(Transf3DReportTest, MatrixHelpersMultiplyRowMajorAndByTheTranspose) {
   ERDoubleMatrix m = mat({1, 2, 3, 4, 5, 6, 7, 8, 10});
   EXPECT_EQ(m * ERPoint3D(1, -1, 2), ERPoint3D(5, 11, 19));
   EXPECT_EQ(mulInverseIsoMat(m, ERPoint3D(1, -1, 2)), ERPoint3D(11, 13, 17));
@@ -1371,13 +1378,13 @@ TEST(ERTransfo3DReportTest, MatrixHelpersMultiplyRowMajorAndByTheTranspose) {
   EXPECT_EQ(mulInverseIsoMat(m, ERVector3D(1, 0, 0)), ERVector3D(1, 2, 3));
 }
 
-TEST(ERTransfo3DReportTest, ProductOfNonUnitDeterminantReportsInMultiply2Sim) {
+TEST(Transf3DReportTest, ProductOfNonUnitDeterminantReportsInMultiply2Sim) {
   ERRotation3D zero(Coord3D(3), 0.0);  // a zero matrix
   expectReport([&] { ERPmSimilitude3D r = zero * ERScaling3D(2.0); }, "isEqual(fabs(determinant(prod)),1.0)",
                kSource);
 }
 
-TEST(ERTransfo3DReportTest, RotationFromANonSquareMatrixReportsTheShape) {
+TEST(Transf3DReportTest, RotationFromANonSquareMatrixReportsTheShape) {
   expectReport(
       [] {
         TRotation r(mat({1, 0, 0, 1}, 2, 2));
@@ -1385,7 +1392,7 @@ TEST(ERTransfo3DReportTest, RotationFromANonSquareMatrixReportsTheShape) {
       "(m_mat.cols()==3) && (m_mat.rows()==3 )", kSource);
 }
 
-TEST(ERTransfo3DReportTest, RotationFromAMirrorMatrixReportsTheDeterminant) {
+TEST(Transf3DReportTest, RotationFromAMirrorMatrixReportsTheDeterminant) {
   expectReport(
       [] {
         TRotation r(mat({1, 0, 0, 0, 1, 0, 0, 0, -1}));
@@ -1393,7 +1400,7 @@ TEST(ERTransfo3DReportTest, RotationFromAMirrorMatrixReportsTheDeterminant) {
       "::isEqual(determinant(theMatrix),1.0)", kSource);
 }
 
-TEST(ERTransfo3DReportTest, RotationFromAShearReportsOrthogonality) {
+TEST(Transf3DReportTest, RotationFromAShearReportsOrthogonality) {
   expectReport(
       [] {
         TRotation r(mat({1, 1, 0, 0, 1, 0, 0, 0, 1}));
@@ -1401,12 +1408,12 @@ TEST(ERTransfo3DReportTest, RotationFromAShearReportsOrthogonality) {
       "::isEqual(theMatrix*transpose(theMatrix),IdentityMatrix(3))", kSource);
 }
 
-TEST(ERTransfo3DReportTest, InverseOfAZeroRotationReportsTheDeterminant) {
+TEST(Transf3DReportTest, InverseOfAZeroRotationReportsTheDeterminant) {
   ERRotation3D zero(Coord3D(3), 0.0);
   expectReport([&] { delete zero.getInverse(); }, "::isEqual(determinant(theMatrix),1.0)", kSource);
 }
 
-TEST(ERTransfo3DReportTest, ChangeOfFrameChecksItsMatrix) {
+TEST(Transf3DReportTest, ChangeOfFrameChecksItsMatrix) {
   expectReport(
       [] {
         TChgRepere c(mat({1, 0, 0, 1}, 2, 2), ERPoint3D());
@@ -1426,7 +1433,7 @@ TEST(ERTransfo3DReportTest, ChangeOfFrameChecksItsMatrix) {
                "::isEqual(determinant(m_mat),1.0)", kSource);
 }
 
-TEST(ERTransfo3DReportTest, ChangeOfFrameFromANonSquareRotationReportsTheShape) {
+TEST(Transf3DReportTest, ChangeOfFrameFromANonSquareRotationReportsTheShape) {
   vtest::ScratchDir dir;
   std::string name = dir.path("rot.bin");
   {  // a rotation whose matrix is 2x2: rows, columns, byte length, elements
@@ -1443,17 +1450,17 @@ TEST(ERTransfo3DReportTest, ChangeOfFrameFromANonSquareRotationReportsTheShape) 
   expectReport([&] { ERChgRepere3D c(r, ERTranslation3D()); }, "m_mat.cols()==3 && m_mat.rows()==3", kSource);
 }
 
-TEST(ERTransfo3DReportTest, ZeroZDirectionReportsItsNorm) {
+TEST(Transf3DReportTest, ZeroZDirectionReportsItsNorm) {
   expectReport([] { ERChgRepere3D c{ERVector3D(), ERPoint3D()}; }, "VZ.norme()!=0.0", kSource);
 }
 
-TEST(ERTransfo3DReportTest, UnorderableZDirectionReachesTheUnreachableBranch) {
+TEST(Transf3DReportTest, UnorderableZDirectionReachesTheUnreachableBranch) {
   // (0, inf, 0) normalises to (0, NaN, 0): no comparison holds and zx is zero.
   ERVector3D vz(0.0, std::numeric_limits<double>::infinity(), 0.0);
   expectReport([&] { ERChgRepere3D c(vz, ERPoint3D()); }, "!\"Erreur Dans La Fonction\"", kSource);
 }
 
-TEST(ERTransfo3DReportTest, DefaultMirrorReportsItsDeterminantOnGetMatrix) {
+TEST(Transf3DReportTest, DefaultMirrorReportsItsDeterminantOnGetMatrix) {
   ERSymetrie3D s;
   ERDoubleMatrix m;
   expectReport([&] { m = s.getMatrix(); }, "::isEqual(determinant(m_mat),-1.0)", kHeader);
@@ -1462,11 +1469,11 @@ TEST(ERTransfo3DReportTest, DefaultMirrorReportsItsDeterminantOnGetMatrix) {
   }
 }
 
-TEST(ERTransfo3DReportTest, MirrorFromANonSquareMatrixReportsTheShape) {
+TEST(Transf3DReportTest, MirrorFromANonSquareMatrixReportsTheShape) {
   expectReport([] { TSymetrie s(mat({-1, 0, 0, 1}, 2, 2)); }, "m_mat.cols()==3&& m_mat.rows()==3", kHeader);
 }
 
-TEST(ERTransfo3DReportTest, SimilitudeWithAZeroFactorReportsIsValid) {
+TEST(Transf3DReportTest, SimilitudeWithAZeroFactorReportsIsValid) {
   int valid = -1;
   expectReport(
       [&] {
@@ -1480,7 +1487,7 @@ TEST(ERTransfo3DReportTest, SimilitudeWithAZeroFactorReportsIsValid) {
   expectReport([] { ERSimilitude3D s(mat({2, 0, 0, 0, 1, 0, 0, 0, 1})); }, "isValid()", kHeader);
 }
 
-TEST(ERTransfo3DReportTest, SimilitudeWithANonUnitDeterminantReportsOnGetMatrix) {
+TEST(Transf3DReportTest, SimilitudeWithANonUnitDeterminantReportsOnGetMatrix) {
   ERSimilitude3D s{ERRotation3D(Coord3D(3), 0.0)};  // copied without checks: a zero matrix
   EXPECT_EQ(s.isValid(), 0);
   expectReport([&] { s.getMatrix(); }, "::isEqual(fabs(determinant(m_mat)),1.0)", kHeader);
@@ -1489,7 +1496,7 @@ TEST(ERTransfo3DReportTest, SimilitudeWithANonUnitDeterminantReportsOnGetMatrix)
 // ---------------------------------------------------------------------------------------------
 // Long random sequences of handle operations
 
-TEST(ERTransfo3DStressTest, RandomCopiesAssignmentsCompositionsAndInversionsKeepCountsAndMaps) {
+TEST(Transf3DStressTest, RandomCopiesAssignmentsCompositionsAndInversionsKeepCountsAndMaps) {
   std::mt19937 rng(71);
   const int kSlots = 12;
   std::vector<std::unique_ptr<ERPmSimilitude3D>> slots(kSlots);
@@ -1573,7 +1580,7 @@ TEST(ERTransfo3DStressTest, RandomCopiesAssignmentsCompositionsAndInversionsKeep
   }
 }
 
-TEST(ERTransfo3DStressTest, IsometryHandlesSurviveLongChains) {
+TEST(Transf3DStressTest, IsometryHandlesSurviveLongChains) {
   std::mt19937 rng(72);
   ERPmIsometrie3D acc;
   Eigen::Affine3d ref = Eigen::Affine3d::Identity();

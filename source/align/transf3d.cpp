@@ -820,16 +820,6 @@ ERPmIsometrie3D operator~(const ERPmIsometrie3D& a) { return ERPmIsometrie3D(a.m
 // ---------------------------------------------------------------------------------------------
 // Application and comparison
 
-ERPoint3D operator<<(const ERTr3D& t, const ERPoint3D& p) {
-  ERPoint3D r(p);
-  t.TransTo(r);
-  return r;
-}
-ERVector3D operator<<(const ERTr3D& t, const ERVector3D& v) {
-  ERVector3D r(v);
-  t.TransTo(r);
-  return r;
-}
 ERPole3DH operator<<(const ERTr3D& t, const ERPole3DH& p) {
   ERPole3DH r(p);
   mapPole(r, [&t](ERPoint3D& q) { t.TransTo(q); });
@@ -843,16 +833,6 @@ ERPoint3DVec operator<<(const ERTr3D& t, const ERPoint3DVec& v) {
 ERPole3DHVec operator<<(const ERTr3D& t, const ERPole3DHVec& v) {
   ERPole3DHVec r(v);
   t.TransTo(r);
-  return r;
-}
-ERPoint3D operator>>(const ERTr3DRev& t, const ERPoint3D& p) {
-  ERPoint3D r(p);
-  t.TransFrom(r);
-  return r;
-}
-ERVector3D operator>>(const ERTr3DRev& t, const ERVector3D& v) {
-  ERVector3D r(v);
-  t.TransFrom(r);
   return r;
 }
 ERPole3DH operator>>(const ERTr3DRev& t, const ERPole3DH& p) {
