@@ -9,6 +9,7 @@
 #include <iosfwd>
 
 #include "velmora/ercommon.h"
+#include "velmora/matrix.h"
 #include "velmora/notempl/matdbl.h"
 #include "velmora/notempl/vcpt3d.h"
 #include "velmora/notempl/vcpt3dh.h"
