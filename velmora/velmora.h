@@ -17,5 +17,7 @@
 #include "velmora/notempl/vcpt3dh.h"
 #include "velmora/notempl/matdbl.h"
 #include "velmora/matrix.h"
+#include "velmora/transf3d.h"
+#include "velmora/pseurot.h"
 
 #endif
