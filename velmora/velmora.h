@@ -17,5 +17,6 @@
 #include "velmora/notempl/vcpt3dh.h"
 #include "velmora/notempl/matdbl.h"
 #include "velmora/matrix.h"
+#include "velmora/transf2d.h"
 
 #endif
