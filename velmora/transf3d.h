@@ -15,9 +15,6 @@
 #include "velmora/notempl/vcpt3dh.h"
 #include "velmora/vector3d.h"
 
-// Angles of the transformations, in radians.
-typedef double ERRadian;
-
 class ERTr3DRevRep;
 class ERIdentity3D;
 class ERTranslation3D;

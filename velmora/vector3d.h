@@ -18,6 +18,9 @@ enum Coord3D : int { X3D = 0, Y3D = 1, Z3D = 2 };
 enum Coord2DH : int { X2DH = 0, Y2DH = 1, W2DH = 2 };
 enum Coord3DH : int { X3DH = 0, Y3DH = 1, Z3DH = 2, W3DH = 3 };
 
+// Angles of the plane and space transformations, in radians.
+typedef double ERRadian;
+
 // The doubles under every point, vector and pole, and the one place where their component-wise
 // arithmetic and comparisons are written. Zero-initialised.
 template <int N>

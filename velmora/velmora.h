@@ -19,5 +19,6 @@
 #include "velmora/matrix.h"
 #include "velmora/transf3d.h"
 #include "velmora/pseurot.h"
+#include "velmora/transf2d.h"
 
 #endif

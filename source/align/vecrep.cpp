@@ -71,11 +71,35 @@ ERVecRep* ERVecRep::getRep(unsigned int count, unsigned int sizeel, const void* 
   return rep;
 }
 
+namespace {
+
+// The bytes from the current position to the end of the file, at most limit; limit itself when the
+// stream cannot be positioned (a pipe).
+unsigned int bytesLeft(ERFile& file, unsigned int limit) {
+  const long here = file.CurOffset();
+  if (here < 0 || !file.SeekToEnd()) return limit;
+  const long end = file.CurOffset();
+  file.SeekTo(here);
+  if (end <= here) return 0;
+  return static_cast<unsigned long>(end - here) < limit ? static_cast<unsigned int>(end - here) : limit;
+}
+
+}  // namespace
+
 ERVecRep* ERVecRep::getRep(ERFile& file) {
   unsigned int length = 0;
-  file.Read(length);
-  ERVecRep* rep = getRep(length, 1);
-  if (length != 0) file.Read(rep->data(), length);
+  // Nothing more is read when the prefix is missing (the end-of-file indicator stays as that read left it).
+  if (!file.Read(length) || length == 0) return getRep(0u, 1);
+  // The length prefix is trusted only as far as the file goes, so that a damaged prefix never allocates
+  // what it claims: the block gets the bytes that are there, and the read then fails at the end of the
+  // file as reading the claimed length would have (the end-of-file indicator is set).
+  const unsigned int available = bytesLeft(file, length);
+  ERVecRep* rep = getRep(available, 1);
+  if (available != 0) file.Read(rep->data(), available);
+  if (available < length) {
+    char past;
+    file.Read(past);
+  }
   return rep;
 }
 

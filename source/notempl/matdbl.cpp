@@ -2,6 +2,7 @@
 // insertion and removal, comparison, and the text and binary forms.
 #include "velmora/notempl/matdbl.h"
 
+#include <cstdint>
 #include <iostream>
 
 #include "velmora/erfile.h"
@@ -23,6 +24,12 @@ ERDoubleSlice diagonalOf(const ERDoubleSlice& s, unsigned n) {
 // ---------------------------------------------------------------------------------------------
 // Construction
 
+namespace {
+// rows x cols elements fill exactly length: the product is taken in 64 bits, so that a shape read from
+// a file (65536 x 65536, say) cannot wrap round to the length of a small block.
+bool holds(std::uint64_t rows, std::uint64_t cols, std::uint64_t length) { return rows * cols == length; }
+}  // namespace
+
 ERDoubleMatrix::ERDoubleMatrix() : ncols(0), nrows(0) {}
 
 ERDoubleMatrix::ERDoubleMatrix(unsigned rows, unsigned cols)
@@ -36,12 +43,12 @@ ERDoubleMatrix::ERDoubleMatrix(const double* data, unsigned rows, unsigned cols)
 
 ERDoubleMatrix::ERDoubleMatrix(const ERDoubleVec& v, unsigned rows, unsigned cols)
     : ERDoubleVec(v), ncols(cols), nrows(rows) {
-  ER_ASSERT_T(rows * cols == v.length(), "rows*cols==v.length()");
+  ER_ASSERT_T(holds(rows, cols, v.length()), "rows*cols==v.length()");
 }
 
 ERDoubleMatrix::ERDoubleMatrix(const ERDoubleSlice& v, unsigned rows, unsigned cols)
     : ERDoubleVec(v), ncols(cols), nrows(rows) {
-  ER_ASSERT_T(rows * cols == v.length(), "rows*cols==v.length()");
+  ER_ASSERT_T(holds(rows, cols, v.length()), "rows*cols==v.length()");
 }
 
 ERDoubleMatrix::ERDoubleMatrix(const ERDoubleMatrix& m) : ERDoubleVec(m), ncols(m.ncols), nrows(m.nrows) {}
@@ -70,8 +77,9 @@ ERDoubleMatrix& ERDoubleMatrix::operator=(const ERDoubleShMatrix& s) {
 // Access and shape
 
 bool ERDoubleMatrix::checkShape() const {
-  ER_ASSERT_T(nrows * ncols == length(), "nrows*ncols==length()");
-  return nrows * ncols == length();
+  const bool ok = holds(nrows, ncols, length());
+  ER_ASSERT_T(ok, "nrows*ncols==length()");
+  return ok;
 }
 
 ERDoubleSlice ERDoubleMatrix::row(unsigned i) const {

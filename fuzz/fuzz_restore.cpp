@@ -1,0 +1,107 @@
+// Restoring persistent classes from arbitrary bytes through ERFile (continuing build). The input is a
+// class name, a zero byte, then the file's bytes; records of that class are restored one after another
+// until the file ends. Whatever the bytes, a restore must either report a failed check or give an object
+// that can be used in full (every element read, text form written, saved again); a record restored
+// without a report from a file that did not run out must save back to exactly the bytes it was read from.
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+#include "fuzz_support.h"
+#include "velmora/erfile.h"
+#include "velmora/notempl/matdbl.h"
+#include "velmora/notempl/vcdouble.h"
+#include "velmora/notempl/vcpt2d.h"
+#include "velmora/notempl/vcpt2dh.h"
+#include "velmora/notempl/vcpt3d.h"
+#include "velmora/notempl/vcpt3dh.h"
+#include "velmora/transf2d.h"
+
+namespace {
+
+// Uses a restored object in full. The generic form suits every class with a text form.
+template <class T>
+void use(const T& object) {
+  std::ostringstream os;
+  object.printOn(os);
+}
+// Vectors: every element, then the text form.
+template <class V>
+void useElements(const V& v) {
+  std::ostringstream os;
+  for (unsigned i = 0; i < v.length(); ++i) os << v[i];
+  v.printOn(os);
+}
+void use(const ERDoubleVec& v) { useElements(v); }
+void use(const ERPoint2DVec& v) { useElements(v); }
+void use(const ERPoint3DVec& v) { useElements(v); }
+void use(const ERPole2DHVec& v) { useElements(v); }
+void use(const ERPole3DHVec& v) { useElements(v); }
+void use(const ERDoubleMatrix& m) { vfuzz::useMatrix(m); }
+
+// Restores records of class T from file until it ends.
+template <class T>
+void restoreAll(ERFile& file, const std::string& bytes) {
+  for (int record = 0; record < 16; ++record) {
+    const long start = file.CurOffset();
+    std::unique_ptr<T> object(new T);
+    bool reported = false;
+    {
+      vfuzz::CerrCapture capture;
+      object->restoreGuts(file);
+      reported = capture.reportedFailure();
+    }
+    const bool complete = !file.Eof() && !file.Error();
+    if (reported) return;  // a reported failure ends the check of this file: the object is not to be used
+    use(*object);
+    if (complete) {
+      const long end = file.CurOffset();
+      VFUZZ_CHECK(start >= 0 && end >= start && static_cast<size_t>(end) <= bytes.size());
+      vfuzz::MemFile out;
+      {
+        vfuzz::CerrCapture quiet;
+        ERFile saved(out.path(), "wb");
+        object->saveGuts(saved);
+      }
+      VFUZZ_CHECK(out.contents() ==
+                  bytes.substr(static_cast<size_t>(start), static_cast<size_t>(end - start)));
+    }
+    if (!complete || file.CurOffset() == start) return;
+  }
+}
+
+struct Restorer {
+  const char* name;
+  void (*restore)(ERFile& file, const std::string& bytes);
+};
+
+// One line per persistent class.
+const Restorer kRestorers[] = {
+    {"ERDoubleVec", &restoreAll<ERDoubleVec>},   {"ERPoint2DVec", &restoreAll<ERPoint2DVec>},
+    {"ERPoint3DVec", &restoreAll<ERPoint3DVec>}, {"ERPole2DHVec", &restoreAll<ERPole2DHVec>},
+    {"ERPole3DHVec", &restoreAll<ERPole3DHVec>}, {"ERDoubleMatrix", &restoreAll<ERDoubleMatrix>},
+    {"ERTransfo2D", &restoreAll<ERTransfo2D>},
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  std::string_view name, payload;
+  if (!vfuzz::splitNamed(data, size, name, payload)) return 0;
+  for (const Restorer& r : kRestorers) {
+    if (name != r.name) continue;
+    vfuzz::MemFile in(reinterpret_cast<const uint8_t*>(payload.data()), payload.size());
+    std::unique_ptr<ERFile> file;
+    {
+      vfuzz::CerrCapture quiet;  // the prohibited-call line of every ERFile
+      file.reset(new ERFile(in.path(), "rb"));
+    }
+    if (!file->isValid()) __builtin_trap();
+    r.restore(*file, std::string(payload));
+    return 0;
+  }
+  return 0;
+}
