@@ -17,5 +17,7 @@
 #include "velmora/notempl/vcpt3dh.h"
 #include "velmora/notempl/matdbl.h"
 #include "velmora/matrix.h"
+#include "velmora/ernewton.h"
+#include "velmora/slvbstft.h"
 
 #endif
