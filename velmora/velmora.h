@@ -17,6 +17,8 @@
 #include "velmora/notempl/vcpt3dh.h"
 #include "velmora/notempl/matdbl.h"
 #include "velmora/matrix.h"
+#include "velmora/transf3d.h"
+#include "velmora/pseurot.h"
 #include "velmora/ernewton.h"
 #include "velmora/slvbstft.h"
 
