@@ -56,6 +56,10 @@ class DegauLibreSystem : public TransfoSolver {
 
   // Appends a to from and b to to (each append amortised constant time).
   void AddPoint(const ERPoint3D& a, const ERPoint3D& b) override;
+  // Adds the pairs (a[i], b[i]) in index order, as AddPoint would one by one; an empty system shares the
+  // storage of a and b instead of copying it. Reports "a.length()==b.length()" and then takes the pairs
+  // the shorter one holds.
+  void AddPoints(const ERBestFit_Point3DVec& a, const ERBestFit_Point3DVec& b);
   // 0 on success (result written); 2 with fewer than three pairs in the full mode; -1 when the best-fit
   // refinement fails. The translation-only mode always answers 0.
   int Resoudre(ERPmIsometrie3D& result) override;
@@ -115,11 +119,21 @@ class BestFitSolver : public TransfoSolver, public ERCNewtonMDelta {
   static ERDoubleVec rotationOfAngles(const ERDoubleVec& x);
 
  private:
+  friend class DegauLibreSystem;
+
   // The start of the iteration: three zeros, the identity rotation.
   virtual ERDoubleVec SolutionInitiale();
   // The rotation of x, rebuilt as a change of frame from its first two columns, followed by the
   // translation between the barycentres.
   virtual ERPmIsometrie3D ConstitueSolution(const ERDoubleVec& x);
+
+  // The work of Resoudre on any sequence of pairs (size(), from(i), to(i)), so that pairs computed on
+  // the fly need not be stored: leaves the barycentres of both sets and the rotation parameters, and
+  // answers Resoudre's code.
+  template <class Pairs>
+  int solveRotation(const Pairs& pairs, ERPoint3D& bFrom, ERPoint3D& bTo, ERDoubleVec& x);
+  // ConstitueSolution for the given barycentres.
+  ERPmIsometrie3D constitute(const ERDoubleVec& x, const ERPoint3D& bFrom, const ERPoint3D& bTo) const;
 };
 
 // An isometry handle taken apart once, to be applied to many points without a virtual call per point.

@@ -23,6 +23,23 @@ void reserveForAppend(Vec& v) {
   if (length == v.capacity()) v.capacity(ERMax(2 * length, 16u));
 }
 
+// The sum of point(0), ..., point(n - 1) in index order, coordinate by coordinate, divided by n.
+template <class PointAt>
+ERPoint3D barycentreOf(unsigned n, PointAt point) {
+  ERPoint3D sum;
+  for (unsigned i = 0; i < n; ++i) sum += point(i);
+  return sum / static_cast<double>(n);
+}
+
+// The pairs of a solver, as stored.
+struct StoredPairs {
+  const ERBestFit_Point3DVec& a;
+  const ERBestFit_Point3DVec& b;
+  unsigned size() const { return ERMin(a.length(), b.length()); }
+  const ERPoint3D& from(unsigned i) const { return a.data()[i]; }
+  const ERPoint3D& to(unsigned i) const { return b.data()[i]; }
+};
+
 // The Newton solver's limits for the rotation parameters.
 const double kNewtonStep = 1e-8;
 const double kNewtonRatio = 1e-8;
@@ -36,11 +53,8 @@ const int kNewtonAttempts = 5;
 // Point vector
 
 ERPoint3D ERBestFit_Point3DVec::GetBarycentre() const {
-  ERPoint3D sum;
   const ERPoint3D* p = data();
-  const unsigned n = length();
-  for (unsigned i = 0; i < n; ++i) sum += p[i];
-  return sum / static_cast<double>(n);
+  return barycentreOf(length(), [p](unsigned i) { return p[i]; });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -93,11 +107,16 @@ ERDoubleVec BestFitSolver::f(const ERDoubleVec& x) { return cross * rotationOf(x
 ERDoubleVec BestFitSolver::SolutionInitiale() { return ERDoubleVec(3); }
 
 ERPmIsometrie3D BestFitSolver::ConstitueSolution(const ERDoubleVec& x) {
+  return constitute(x, from.GetBarycentre(), to.GetBarycentre());
+}
+
+ERPmIsometrie3D BestFitSolver::constitute(const ERDoubleVec& x, const ERPoint3D& bFrom,
+                                          const ERPoint3D& bTo) const {
   const ERDoubleVec r = rotationOf(x);
   const ERVector3D c0(r[0], r[3], r[6]);
   const ERVector3D c1(r[1], r[4], r[7]);
   const ERPmIsometrie3D rotation(ERChgRepere3D(c0, c1, ERPoint3D()));
-  const ERTranslation3D translation(to.GetBarycentre() - rotation * from.GetBarycentre());
+  const ERTranslation3D translation(bTo - rotation * bFrom);
   return translation * rotation;
 }
 
@@ -110,17 +129,16 @@ void BestFitSolver::AddPoint(const ERPoint3D& a, const ERPoint3D& b) {
   ++m_NbPt;
 }
 
-int BestFitSolver::Resoudre(ERPmIsometrie3D& result) {
-  const unsigned n = from.length();
+template <class Pairs>
+int BestFitSolver::solveRotation(const Pairs& pairs, ERPoint3D& bFrom, ERPoint3D& bTo, ERDoubleVec& x) {
+  const unsigned n = pairs.size();
   if (n < 3) return 2;
-  const ERPoint3D bFrom = from.GetBarycentre();
-  const ERPoint3D bTo = to.GetBarycentre();
+  bFrom = barycentreOf(n, [&pairs](unsigned i) { return pairs.from(i); });
+  bTo = barycentreOf(n, [&pairs](unsigned i) { return pairs.to(i); });
   // The centred points a[i] = from[i] - bFrom and b[i] = to[i] - bTo are formed as they are used.
-  const ERPoint3D* pFrom = from.data();
-  const ERPoint3D* pTo = to.data();
 
   scale = 0;
-  for (unsigned i = 0; i < n; ++i) scale = ERMax(scale, ERVector3D(pFrom[i] - bFrom).norme());
+  for (unsigned i = 0; i < n; ++i) scale = ERMax(scale, ERVector3D(pairs.from(i) - bFrom).norme());
   if (scale == 0.0) scale = 1.0;
 
   // The running mean of the cross-product terms, starting from cross as it stands (not zeroed).
@@ -128,8 +146,8 @@ int BestFitSolver::Resoudre(ERPmIsometrie3D& result) {
   double keep = 1.0;
   double add = 1.0;
   for (unsigned i = 0; i < n; ++i) {
-    const ERPoint3D A = (pFrom[i] - bFrom) / scale;
-    const ERPoint3D B = (pTo[i] - bTo) / scale;
+    const ERPoint3D A = (pairs.from(i) - bFrom) / scale;
+    const ERPoint3D B = (pairs.to(i) - bTo) / scale;
     for (int k = 0; k < 3; ++k) {
       const double ak = A[static_cast<Coord3D>(k)];
       c[9 + k] = keep * c[9 + k] + add * B[Z3D] * ak;            // (1, k)
@@ -143,7 +161,7 @@ int BestFitSolver::Resoudre(ERPmIsometrie3D& result) {
     add = 1.0 / static_cast<double>(i + 2);
   }
 
-  ERDoubleVec x = SolutionInitiale();
+  x = SolutionInitiale();
   ERNewtonMSolver solver(this, 3, kNewtonRatio, 400);
   solver.maxIterations = kNewtonIterations;
   for (int attempt = 0; attempt < kNewtonAttempts; ++attempt) {
@@ -157,6 +175,14 @@ int BestFitSolver::Resoudre(ERPmIsometrie3D& result) {
     // 1 (residual small, step not yet): try again from the current x.
   }
   // Attempts that ran out without converging leave the current x in use all the same.
+  return 0;
+}
+
+int BestFitSolver::Resoudre(ERPmIsometrie3D& result) {
+  ERPoint3D bFrom, bTo;
+  ERDoubleVec x;
+  const int code = solveRotation(StoredPairs{from, to}, bFrom, bTo, x);
+  if (code != 0) return code;
   result = ConstitueSolution(x);
   return 0;
 }
@@ -179,6 +205,24 @@ void DegauLibreSystem::AddPoint(const ERPoint3D& a, const ERPoint3D& b) {
   from.append(a);
   reserveForAppend(to);
   to.append(b);
+}
+
+void DegauLibreSystem::AddPoints(const ERBestFit_Point3DVec& a, const ERBestFit_Point3DVec& b) {
+  ER_ASSERT_T(a.length() == b.length(), "a.length()==b.length()");
+  const unsigned n = ERMin(a.length(), b.length());
+  if (from.length() == 0 && to.length() == 0 && a.length() == n && b.length() == n) {
+    from = a;  // copy on write: the blocks are shared until one side writes
+    to = b;
+    return;
+  }
+  from.capacity(from.length() + n);
+  to.capacity(to.length() + n);
+  const ERPoint3D* pa = a.data();
+  const ERPoint3D* pb = b.data();
+  for (unsigned i = 0; i < n; ++i) {
+    from.append(pa[i]);
+    to.append(pb[i]);
+  }
 }
 
 void DegauLibreSystem::ResoudreTranslation(ERPmIsometrie3D& result) {
@@ -215,13 +259,23 @@ int DegauLibreSystem::Resoudre(ERPmIsometrie3D& result) {
   }
   initial = SolutionInitiale(leadFrom, leadTo);
 
+  // The refinement's pairs are initial * (from[i] - bFrom) and to[i] - bTo, computed as the best-fit
+  // solver reads them rather than stored in it.
+  struct InitialPairs {
+    const ERBestFit_Point3DVec& a;
+    const ERBestFit_Point3DVec& b;
+    ERPoint3D bFrom, bTo;
+    ERIsometrieApplier initial;
+    unsigned size() const { return ERMin(a.length(), b.length()); }
+    ERPoint3D from(unsigned i) const { return initial(a.data()[i] - bFrom); }
+    ERPoint3D to(unsigned i) const { return b.data()[i] - bTo; }
+  };
+  const InitialPairs pairs{from, to, bFrom, bTo, ERIsometrieApplier(initial)};
   BestFitSolver refiner(0);
-  refiner.from.capacity(n);  // one block each for the n pairs
-  refiner.to.capacity(n);
-  const ERIsometrieApplier applyInitial(initial);
-  for (unsigned i = 0; i < n; ++i) refiner.AddPoint(applyInitial(cf[i] - bFrom), ct[i] - bTo);
-  ERPmIsometrie3D refinement;
-  if (refiner.Resoudre(refinement) != 0) return -1;
+  ERPoint3D refinedFrom, refinedTo;
+  ERDoubleVec x;
+  if (refiner.solveRotation(pairs, refinedFrom, refinedTo, x) != 0) return -1;
+  const ERPmIsometrie3D refinement = refiner.constitute(x, refinedFrom, refinedTo);
 
   const ERPmIsometrie3D R = refinement * initial;
   const ERTranslation3D translation(bTo - R * bFrom);

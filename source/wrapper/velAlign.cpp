@@ -63,14 +63,12 @@ int velAlign::calc_align_transform(const giPoint3coPageArr& points, giXform3& xf
 
   ERPmIsometrie3D isometry;
   DegauLibreSystem system(DegauLibreSystem::Isometrie);
-  const unsigned pairs = first.length();
-  system.from.capacity(pairs);  // one block each for all the pairs
-  system.to.capacity(pairs);
-  const ERPoint3D* from = first.data();
-  const ERPoint3D* to = second.data();
-  for (unsigned i = 0; i < pairs; ++i) system.AddPoint(from[i], to[i]);
+  system.AddPoints(first, second);  // every pair in index order
   if (system.Resoudre(isometry) != 0) return 0;
 
+  const unsigned pairs = first.length();
+  const ERPoint3D* from = first.data();
+  const ERPoint3D* to = second.data();
   ERSerieStatistique residuals;
   residuals.Reset();
   residuals.values.capacity(pairs);
