@@ -21,5 +21,6 @@
 #include "velmora/pseurot.h"
 #include "velmora/ernewton.h"
 #include "velmora/slvbstft.h"
+#include "velmora/velAlign.h"
 
 #endif
