@@ -85,7 +85,9 @@ class DegauLibreSystem : public TransfoSolver {
 // The rotation has three parameters (a rotation pseudo-vector, or three axis angles); the solver is at
 // once the function object of the Newton solver: f(x) = cross * rotationOf(x), the mean over the pairs of
 // B x R(x) A for the centred, scaled points A and B, which vanishes at the least-squares rotation. Its
-// Jacobian is the numerical one of ERCNewtonMDelta, with step 1e-8. The fields are public.
+// Jacobian is the numerical one of ERCNewtonMDelta, with step 1e-8. The iteration starts at the identity
+// rotation: the solver refines sets that are already nearly aligned (the alignment system first applies
+// its closed-form estimate), and may fail on sets far apart. The fields are public.
 class BestFitSolver : public TransfoSolver, public ERCNewtonMDelta {
  public:
   // kind 0: the parameters are a rotation pseudo-vector; any other value: angles about z, y and x.
