@@ -668,13 +668,29 @@ const ERTr3DRevRep* Multiply2Sim(const ERAnySimilitude3D* a, const ERAnySimilitu
 // Application: each copies its right operand and maps the copy. T << x is TransTo; T >> x and T * x
 // are TransFrom (so T * p reads like T << p but brings p back from T's frame).
 
-ERPoint3D operator<<(const ERTr3D& t, const ERPoint3D& p);
-ERVector3D operator<<(const ERTr3D& t, const ERVector3D& v);
+inline ERPoint3D operator<<(const ERTr3D& t, const ERPoint3D& p) {
+  ERPoint3D r(p);
+  t.TransTo(r);
+  return r;
+}
+inline ERVector3D operator<<(const ERTr3D& t, const ERVector3D& v) {
+  ERVector3D r(v);
+  t.TransTo(r);
+  return r;
+}
 ERPole3DH operator<<(const ERTr3D& t, const ERPole3DH& p);
 ERPoint3DVec operator<<(const ERTr3D& t, const ERPoint3DVec& v);
 ERPole3DHVec operator<<(const ERTr3D& t, const ERPole3DHVec& v);
-ERPoint3D operator>>(const ERTr3DRev& t, const ERPoint3D& p);
-ERVector3D operator>>(const ERTr3DRev& t, const ERVector3D& v);
+inline ERPoint3D operator>>(const ERTr3DRev& t, const ERPoint3D& p) {
+  ERPoint3D r(p);
+  t.TransFrom(r);
+  return r;
+}
+inline ERVector3D operator>>(const ERTr3DRev& t, const ERVector3D& v) {
+  ERVector3D r(v);
+  t.TransFrom(r);
+  return r;
+}
 ERPole3DH operator>>(const ERTr3DRev& t, const ERPole3DH& p);
 ERPoint3DVec operator>>(const ERTr3DRev& t, const ERPoint3DVec& v);
 ERPole3DHVec operator>>(const ERTr3DRev& t, const ERPole3DHVec& v);

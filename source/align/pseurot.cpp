@@ -12,11 +12,15 @@ ERPseudoVecteurRotation::ERPseudoVecteurRotation(const ERVector3D& axis, double 
 
 ERPseudoVecteurRotation::ERPseudoVecteurRotation(const ERDoubleVec& vec) {
   ER_ASSERT_T(vec.length() == 3, "vec.length()==3");
+  // Past the report, a vector of another length leaves the identity rather than reading outside it.
+  if (vec.length() != 3) return;
   m_vec = ERVector3D(vec[0], vec[1], vec[2]);
 }
 
 ERPseudoVecteurRotation::ERPseudoVecteurRotation(const ERDoubleMatrix& m) {
   ER_ASSERT_T(m.cols() == 3 && m.rows() == 3, "m.cols()==3 && m.rows()==3");
+  // Past the report, a matrix of another shape leaves the identity rather than reading outside it.
+  if (m.cols() != 3 || m.rows() != 3) return;
   const ERDoubleMatrix Identite = IdentityMatrix(3);
   const ERDoubleMatrix mt = transpose(m);
   ER_ASSERT_T(norme(m * mt - Identite) < 1E-6, "norme(m*transpose(m)-Identite)<1E-6");

@@ -84,8 +84,17 @@ ER_DEFINE_CLASS(ERPmIsometrie3D, ER_CREATABLE, ERPmSimilitude3D)
 // ---------------------------------------------------------------------------------------------
 // Matrix helpers
 
+namespace {
+// Reports a matrix that is not 3x3; past the report the helpers answer the zero point rather than
+// reading outside the matrix.
+bool check3x3(const ERDoubleMatrix& mat) {
+  ER_ASSERT_T(mat.cols() == 3 && mat.rows() == 3, "mat.cols()==3 && mat.rows()==3");
+  return mat.cols() == 3 && mat.rows() == 3;
+}
+}  // namespace
+
 ERPoint3D operator*(const ERDoubleMatrix& mat, const ERPoint3D& p) {
-  ER_ASSERT(mat.cols() == 3 && mat.rows() == 3);
+  if (!check3x3(mat)) return ERPoint3D();
   const double* m = mat.data();
   return ERPoint3D(m[0] * p[X3D] + m[1] * p[Y3D] + m[2] * p[Z3D],
                    m[3] * p[X3D] + m[4] * p[Y3D] + m[5] * p[Z3D],
@@ -93,7 +102,7 @@ ERPoint3D operator*(const ERDoubleMatrix& mat, const ERPoint3D& p) {
 }
 
 ERVector3D operator*(const ERDoubleMatrix& mat, const ERVector3D& v) {
-  ER_ASSERT(mat.cols() == 3 && mat.rows() == 3);
+  if (!check3x3(mat)) return ERVector3D();
   const double* m = mat.data();
   return ERVector3D(m[0] * v[X3D] + m[1] * v[Y3D] + m[2] * v[Z3D],
                     m[3] * v[X3D] + m[4] * v[Y3D] + m[5] * v[Z3D],
@@ -101,7 +110,7 @@ ERVector3D operator*(const ERDoubleMatrix& mat, const ERVector3D& v) {
 }
 
 ERPoint3D mulInverseIsoMat(const ERDoubleMatrix& mat, const ERPoint3D& p) {
-  ER_ASSERT(mat.cols() == 3 && mat.rows() == 3);
+  if (!check3x3(mat)) return ERPoint3D();
   const double* m = mat.data();
   return ERPoint3D(m[0] * p[X3D] + m[3] * p[Y3D] + m[6] * p[Z3D],
                    m[1] * p[X3D] + m[4] * p[Y3D] + m[7] * p[Z3D],
@@ -109,7 +118,7 @@ ERPoint3D mulInverseIsoMat(const ERDoubleMatrix& mat, const ERPoint3D& p) {
 }
 
 ERVector3D mulInverseIsoMat(const ERDoubleMatrix& mat, const ERVector3D& v) {
-  ER_ASSERT(mat.cols() == 3 && mat.rows() == 3);
+  if (!check3x3(mat)) return ERVector3D();
   const double* m = mat.data();
   return ERVector3D(m[0] * v[X3D] + m[3] * v[Y3D] + m[6] * v[Z3D],
                     m[1] * v[X3D] + m[4] * v[Y3D] + m[7] * v[Z3D],
@@ -575,7 +584,8 @@ ERSymetrie3D::ERSymetrie3D() : m_mat(unitMatrix()) {}
 
 ERSymetrie3D::ERSymetrie3D(Coord3D axis) {
   double d[3] = {1.0, 1.0, 1.0};
-  d[axis] = -1.0;
+  // Another axis value is not a coordinate plane: the matrix stays the identity.
+  if (axis == X3D || axis == Y3D || axis == Z3D) d[axis] = -1.0;
   m_mat =
       matrixFromColumns(ERVector3D(d[0], 0.0, 0.0), ERVector3D(0.0, d[1], 0.0), ERVector3D(0.0, 0.0, d[2]));
 }
@@ -810,16 +820,6 @@ ERPmIsometrie3D operator~(const ERPmIsometrie3D& a) { return ERPmIsometrie3D(a.m
 // ---------------------------------------------------------------------------------------------
 // Application and comparison
 
-ERPoint3D operator<<(const ERTr3D& t, const ERPoint3D& p) {
-  ERPoint3D r(p);
-  t.TransTo(r);
-  return r;
-}
-ERVector3D operator<<(const ERTr3D& t, const ERVector3D& v) {
-  ERVector3D r(v);
-  t.TransTo(r);
-  return r;
-}
 ERPole3DH operator<<(const ERTr3D& t, const ERPole3DH& p) {
   ERPole3DH r(p);
   mapPole(r, [&t](ERPoint3D& q) { t.TransTo(q); });
@@ -833,16 +833,6 @@ ERPoint3DVec operator<<(const ERTr3D& t, const ERPoint3DVec& v) {
 ERPole3DHVec operator<<(const ERTr3D& t, const ERPole3DHVec& v) {
   ERPole3DHVec r(v);
   t.TransTo(r);
-  return r;
-}
-ERPoint3D operator>>(const ERTr3DRev& t, const ERPoint3D& p) {
-  ERPoint3D r(p);
-  t.TransFrom(r);
-  return r;
-}
-ERVector3D operator>>(const ERTr3DRev& t, const ERVector3D& v) {
-  ERVector3D r(v);
-  t.TransFrom(r);
   return r;
 }
 ERPole3DH operator>>(const ERTr3DRev& t, const ERPole3DH& p) {
