@@ -250,6 +250,26 @@ TEST(ERBestFit_Point3DVecTest, BarycentreOfNothingIsNotANumber) {
 }
 
 // ---------------------------------------------------------------------------------------------
+// Isometry applier
+
+TEST(ERIsometrieApplierTest, GivesTheHandlesOwnResultsBitForBit) {
+  std::mt19937 rng(29);
+  std::uniform_real_distribution<double> u(-1e3, 1e3);
+  const ERPmIsometrie3D frame =
+      ERTranslation3D(ERPoint3D(3.5, -2.25, 1e4)) * ERRotation3D(ERVector3D(0.3, -1, 2), 2.7);
+  ASSERT_EQ(frame.getRep()->isA(), ERChgRepere3D::desc());
+  const ERPmIsometrie3D others[] = {ERPmIsometrie3D(), ERPmIsometrie3D(ERTranslation3D(ERPoint3D(1, 2, 3))),
+                                    ERPmIsometrie3D(ERRotation3D(ERVector3D(1, 1, 0), 0.5)), frame};
+  for (const ERPmIsometrie3D& iso : others) {
+    const ERIsometrieApplier apply(iso);
+    for (int i = 0; i < 100; ++i) {
+      const ERPoint3D p(u(rng), u(rng), u(rng));
+      EXPECT_EQ(apply(p), iso * p) << iso.getRep()->className();
+    }
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
 // Best-fit isometry solver
 
 TEST(BestFitSolverTest, ConstructionState) {
