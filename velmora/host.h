@@ -33,15 +33,21 @@ class giPoint3 {
   giPoint3(double x, double y, double z) : x_(x), y_(y), z_(z) {}
   // Each accessor first tests invalid(); an invalid point is reported and its value returned anyway.
   double x() const {
-    if (invalid()) ut_report_assert_failure(GI_POINT_HEADER, 41, "object in incorrect state for operation |giPoint::x const");
+    if (invalid())
+      ut_report_assert_failure(GI_POINT_HEADER, 41,
+                               "object in incorrect state for operation |giPoint::x const");
     return x_;
   }
   double y() const {
-    if (invalid()) ut_report_assert_failure(GI_POINT_HEADER, 47, "object in incorrect state for operation |giPoint::y const");
+    if (invalid())
+      ut_report_assert_failure(GI_POINT_HEADER, 47,
+                               "object in incorrect state for operation |giPoint::y const");
     return y_;
   }
   double z() const {
-    if (invalid()) ut_report_assert_failure(GI_POINT_HEADER, 53, "object in incorrect state for operation |giPoint::z const");
+    if (invalid())
+      ut_report_assert_failure(GI_POINT_HEADER, 53,
+                               "object in incorrect state for operation |giPoint::z const");
     return z_;
   }
   // A point is invalid when one coordinate holds the "unset" marker. Only x is tested against the
@@ -69,11 +75,28 @@ class giVector3 {
 
 enum giXformTranslateTag { giXformTranslate = 0 };
 
+class giXform3;
+
+// Write access to a transform's linear block. access() answers the accessor that each transform carries,
+// aimed at that transform.
+class giXform3Acc {
+ public:
+  static giXform3Acc* access(giXform3* x);
+  void set_matrix_value(int row, int col, double v);  // row, col in 0..2; others are reported
+
+ private:
+  friend class giXform3;
+  giXform3Acc() = default;
+  giXform3* target_ = nullptr;
+};
+
 // An affine map held as a 4x4 homogeneous matrix whose last row is 0 0 0 1.
 class giXform3 {
  public:
   giXform3();  // identity
   giXform3(giXformTranslateTag, const giVector3& t);
+  giXform3(const giXform3& other);
+  giXform3& operator=(const giXform3& other);
   void premultiply(const giXform3& m);  // *this = m * *this: m is applied after *this
   double matrix_value(int row, int col) const { return m_[row][col]; }
   giPoint3 transform(const giPoint3& p) const;
@@ -81,16 +104,7 @@ class giXform3 {
  private:
   friend class giXform3Acc;
   double m_[4][4];
-};
-
-// Write access to a transform's linear block.
-class giXform3Acc {
- public:
-  static giXform3Acc* access(giXform3* x);
-  void set_matrix_value(int row, int col, double v);
-
- private:
-  giXform3Acc() = default;
+  giXform3Acc acc_;
 };
 
 // The host's paged array of points; its count is the number of points.

@@ -20,5 +20,8 @@
 #include "velmora/transf3d.h"
 #include "velmora/pseurot.h"
 #include "velmora/transf2d.h"
+#include "velmora/ernewton.h"
+#include "velmora/slvbstft.h"
+#include "velmora/velAlign.h"
 
 #endif
