@@ -1,7 +1,6 @@
 // The stand-in host libraries.
 #include "velmora/host.h"
 
-#include <cfloat>
 #include <cmath>
 #include <iostream>
 
@@ -9,7 +8,6 @@ void ut_report_assert_failure(const char* file, int line, const char* message) {
   std::cerr << file << "(" << line << "): " << message << std::endl;
 }
 
-double utMath::max_double() { return DBL_MAX; }
 
 int utCheckValid::check_ok(const void* obj, const char* file, int line) const {
   if (obj != nullptr) return 1;

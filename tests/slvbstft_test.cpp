@@ -707,3 +707,97 @@ TEST(DegauLibreSystemTest, CollinearLeadingPointsReachTheFrameCheck) {
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// The fast paths against the literal sequence of steps, bit for bit
+
+namespace {
+
+// Equal to the last bit (NaN never occurs here).
+void expectSameBits(const ERPmIsometrie3D& a, const ERPmIsometrie3D& b) {
+  const ERDoubleMatrix ma = a.getMatrix(), mb = b.getMatrix();
+  for (unsigned i = 0; i < 3; ++i)
+    for (unsigned j = 0; j < 3; ++j) EXPECT_EQ(ma(i, j), mb(i, j)) << i << "," << j;
+  const ERPoint3D ta = a.getTrans(), tb = b.getTrans();
+  for (Coord3D c : {X3D, Y3D, Z3D}) EXPECT_EQ(ta[c], tb[c]) << c;
+}
+
+// The full rigid solve written out step by step with the public classes: centred copies, the
+// closed-form frames on the first three points, a best-fit solver holding every moved pair, and the
+// composition with the translation between the barycentres.
+ERPmIsometrie3D literalSolve(const ERBestFit_Point3DVec& from, const ERBestFit_Point3DVec& to) {
+  const ERPoint3D bFrom = from.GetBarycentre();
+  const ERPoint3D bTo = to.GetBarycentre();
+  ERBestFit_Point3DVec cFrom, cTo;
+  for (unsigned i = 0; i < from.length(); ++i) {
+    cFrom.append(from[i] - bFrom);
+    cTo.append(to[i] - bTo);
+  }
+  const ERChgRepere3D frameA(ERVector3D(cFrom[1] - cFrom[0]), ERVector3D(cFrom[2] - cFrom[0]), cFrom[0]);
+  const ERChgRepere3D frameB(ERVector3D(cTo[1] - cTo[0]), ERVector3D(cTo[2] - cTo[0]), cTo[0]);
+  const ERPmIsometrie3D initial = frameB * ~frameA;
+  BestFitSolver solver(0);
+  for (unsigned i = 0; i < cFrom.length(); ++i) solver.AddPoint(initial * cFrom[i], cTo[i]);
+  ERPmIsometrie3D refinement;
+  EXPECT_EQ(solver.Resoudre(refinement), 0);
+  const ERPmIsometrie3D R = refinement * initial;
+  const ERTranslation3D translation(bTo - R * bFrom);
+  return translation * refinement * initial;
+}
+
+}  // namespace
+
+TEST(DegauLibreSystemTest, ResoudreEqualsTheLiteralStepsBitForBit) {
+  std::mt19937 rng(4242);
+  for (unsigned n : {3u, 4u, 17u, 250u, 3000u}) {
+    for (double angle : {0.3, 2.9}) {
+      std::vector<Eigen::Vector3d> a, b;
+      randomPairs(rng, n, randomMotion(rng, angle), 0.01, a, b);
+      ERBestFit_Point3DVec from, to;
+      DegauLibreSystem system(DegauLibreSystem::Isometrie);
+      for (unsigned i = 0; i < n; ++i) {
+        from.append(er(a[i] * 50.0 + Eigen::Vector3d(300, -20, 7)));
+        to.append(er(b[i] * 50.0));
+        system.AddPoint(from[i], to[i]);
+      }
+      ERPmIsometrie3D fast;
+      ASSERT_EQ(system.Resoudre(fast), 0) << n;
+      SCOPED_TRACE(n);
+      expectSameBits(fast, literalSolve(from, to));
+    }
+  }
+}
+
+TEST(ERSerieStatistiqueTest, AddEachEqualsAddOneByOneBitForBit) {
+  std::mt19937 rng(77);
+  std::uniform_real_distribution<double> u(0.0, 3.0);
+  for (unsigned n : {1u, 2u, 3u, 1000u}) {
+    std::vector<double> x(n);
+    for (double& v : x) v = u(rng);
+    ERSerieStatistique one, each;
+    one.Reset();
+    each.Reset();
+    one.Add(0.5);  // a series that already holds a value
+    each.Add(0.5);
+    for (double v : x) one.Add(v);
+    each.AddEach(n, [&](unsigned i) { return x[i]; });
+    EXPECT_EQ(each.values.length(), one.values.length());
+    for (unsigned i = 0; i < one.values.length(); ++i) EXPECT_EQ(each.values[i], one.values[i]);
+    EXPECT_EQ(each.mean, one.mean);
+    EXPECT_EQ(each.meanSquare, one.meanSquare);
+    EXPECT_EQ(each.variance, one.variance);
+    EXPECT_EQ(each.min, one.min);
+    EXPECT_EQ(each.max, one.max);
+  }
+}
+
+TEST(ERSerieStatistiqueTest, AddEachOfOneValueOnAnEmptySeriesKeepsTheVariance) {
+  ERSerieStatistique s;
+  s.Reset();
+  s.variance = 7.0;  // left as it was by a first value
+  s.AddEach(1, [](unsigned) { return 2.0; });
+  EXPECT_EQ(s.variance, 7.0);
+  EXPECT_EQ(s.mean, 2.0);
+  EXPECT_EQ(s.min, 2.0);
+  EXPECT_EQ(s.max, 2.0);
+}

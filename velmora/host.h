@@ -6,6 +6,7 @@
 #define VELMORA_HOST_H
 
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 // The name and line the host's container header gives its validity checks.
@@ -18,7 +19,7 @@ void ut_report_assert_failure(const char* file, int line, const char* message);
 
 class utMath {
  public:
-  static double max_double();
+  static double max_double() { return std::numeric_limits<double>::max(); }
 };
 
 class utCheckValid {

@@ -5,6 +5,7 @@
 #define VELMORA_SLVBSTFT_H
 
 #include "velmora/dblvec.h"
+#include "velmora/ercommon.h"
 #include "velmora/ernewton.h"
 #include "velmora/notempl/matdbl.h"
 #include "velmora/notempl/vcpt3d.h"
@@ -171,6 +172,16 @@ class ERSerieStatistique {
   // Appends x (amortised constant time) and updates the statistics incrementally from their previous
   // values.
   void Add(double x);
+  // Adds value(0), ..., value(n - 1) in that order: the same series, to the bit, as n calls of Add. The
+  // variance, which each Add overwrites from the running means, is worked out once from the last state.
+  template <class ValueAt>
+  void AddEach(unsigned int n, ValueAt value) {
+    if (n == 0) return;
+    values.capacity(values.length() + n);
+    double count = 0.0;
+    for (unsigned int i = 0; i < n; ++i) count = accumulate(value(i));
+    settleVariance(count);
+  }
 
   ERDoubleVec values;  // every value added, in order
   double mean;
@@ -178,6 +189,29 @@ class ERSerieStatistique {
   double meanSquare;
   double min;
   double max;
+
+ private:
+  // Appends x and updates the means, the minimum and the maximum; returns the new count.
+  double accumulate(double x) {
+    values.append(x);
+    const double n = values.length();
+    const double w = (n - 1) / n;
+    mean = x / n + mean * w;
+    meanSquare = x * x / n + meanSquare * w;
+    if (n <= 1) {
+      max = x;
+      min = x;
+    } else {
+      max = ERMax(max, x);
+      min = ERMin(min, x);
+    }
+    return n;
+  }
+  // The sample variance of a series of n values, from the running means rather than from the stored
+  // values (kept as it is); a single value leaves it as it was.
+  void settleVariance(double n) {
+    if (n > 1) variance = (meanSquare * n - n * mean * mean) / (n - 1);
+  }
 };
 
 #endif

@@ -137,12 +137,18 @@ int BestFitSolver::solveRotation(const Pairs& pairs, ERPoint3D& bFrom, ERPoint3D
   bTo = barycentreOf(n, [&pairs](unsigned i) { return pairs.to(i); });
   // The centred points a[i] = from[i] - bFrom and b[i] = to[i] - bTo are formed as they are used.
 
-  scale = 0;
-  for (unsigned i = 0; i < n; ++i) scale = ERMax(scale, ERVector3D(pairs.from(i) - bFrom).norme());
+  // The largest norm is the square root of the largest squared norm: the square root is monotonic and
+  // correctly rounded, so this is the same value with one square root instead of one per point.
+  double largest2 = 0;
+  for (unsigned i = 0; i < n; ++i) largest2 = ERMax(largest2, ERVector3D(pairs.from(i) - bFrom).norme2());
+  scale = std::sqrt(largest2);
   if (scale == 0.0) scale = 1.0;
 
-  // The running mean of the cross-product terms, starting from cross as it stands (not zeroed).
-  double* c = cross.mutableData();  // 3 x 9, row-major
+  // The running mean of the cross-product terms, starting from cross as it stands (not zeroed). It is
+  // kept in a local copy during the loop so that the compiler need not reload it after every store.
+  double* stored = cross.mutableData();  // 3 x 9, row-major
+  double c[27];
+  for (int k = 0; k < 27; ++k) c[k] = stored[k];
   double keep = 1.0;
   double add = 1.0;
   for (unsigned i = 0; i < n; ++i) {
@@ -160,6 +166,7 @@ int BestFitSolver::solveRotation(const Pairs& pairs, ERPoint3D& bFrom, ERPoint3D
     keep = static_cast<double>(i + 1) / static_cast<double>(i + 2);
     add = 1.0 / static_cast<double>(i + 2);
   }
+  for (int k = 0; k < 27; ++k) stored[k] = c[k];
 
   x = SolutionInitiale();
   ERNewtonMSolver solver(this, 3, kNewtonRatio, 400);
@@ -297,18 +304,5 @@ void ERSerieStatistique::Reset() {
 
 void ERSerieStatistique::Add(double x) {
   reserveForAppend(values);
-  values.append(x);
-  const double n = values.length();
-  const double w = (n - 1) / n;
-  mean = x / n + mean * w;
-  meanSquare = x * x / n + meanSquare * w;
-  if (n <= 1) {
-    max = x;
-    min = x;
-  } else {
-    // From the running mean of squares, not from the stored values: kept as it is.
-    variance = (meanSquare * n - n * mean * mean) / (n - 1);
-    max = ERMax(max, x);
-    min = ERMin(min, x);
-  }
+  settleVariance(accumulate(x));
 }

@@ -158,7 +158,7 @@ void ERVecT<Tr>::removeLast(unsigned int n) {
 }
 
 template <class Tr>
-void ERVecT<Tr>::append(const Elem& v, unsigned int nb) {
+void ERVecT<Tr>::appendCopies(const Elem& v, unsigned int nb) {
   ER_ASSERT_AT(nb >= 1, "nb>=1", Tr::unit, 182);
   const Elem value = v;  // v may lie in the block that cow is about to replace
   const unsigned int len = length();

@@ -71,9 +71,8 @@ int velAlign::calc_align_transform(const giPoint3coPageArr& points, giXform3& xf
   const ERPoint3D* to = second.data();
   ERSerieStatistique residuals;
   residuals.Reset();
-  residuals.values.capacity(pairs);
   const ERIsometrieApplier apply(isometry);
-  for (unsigned i = 0; i < pairs; ++i) residuals.Add(distance(to[i], apply(from[i])));
+  residuals.AddEach(pairs, [&](unsigned i) { return distance(to[i], apply(from[i])); });
   error = residuals.mean;
 
   const ERDoubleMatrix m = isometry.getMatrix();

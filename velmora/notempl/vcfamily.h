@@ -118,7 +118,17 @@ class ERVecT {
   void removeFirst(unsigned int n = 1);
   // The last n elements; n is not checked against the length.
   void removeLast(unsigned int n = 1);
-  void append(const Elem& v, unsigned int nb = 1);  // nb copies of v
+  // nb copies of v. One element into a private block with room to spare is written in-line: appending
+  // one at a time is the inner loop of the solvers.
+  void append(const Elem& v, unsigned int nb = 1) {
+    const unsigned int len = length();
+    if (nb == 1 && block->references() == 1 && capacity() > len) {
+      rawData()[len] = v;
+      block->setLength((len + 1) * Tr::size);
+      return;
+    }
+    appendCopies(v, nb);
+  }
   // Always builds a new block: the spare capacity is not reused.
   void append(const ERSliceT<Tr>& s);
   // Inserts nb copies of v, or the viewed elements of s, before element pos.
@@ -171,6 +181,7 @@ class ERVecT {
   Vec& self() { return static_cast<Vec&>(*this); }
 
  private:
+  void appendCopies(const Elem& v, unsigned int nb);  // every other case of append
   friend class ERSliceT<Tr>;
   friend class ERVecArith<Tr>;
 
