@@ -1,5 +1,6 @@
 // Inputs found by the fuzz targets of fuzz/, kept as regression tests: damaged length prefixes of vector
-// records, and matrix shapes whose element count overflows 32 bits.
+// records, matrix shapes whose element count overflows 32 bits, and transformations restored over
+// matrices that do not hold nine elements.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -12,6 +13,7 @@
 #include "velmora/notempl/matdbl.h"
 #include "velmora/notempl/vcdouble.h"
 #include "velmora/notempl/vcpt2d.h"
+#include "velmora/transf3d.h"
 
 namespace {
 
@@ -157,6 +159,103 @@ TEST_F(FuzzRegressionTest, TextShapeOverflowingTheElementCountIsReported) {
   const std::string err = vtest::captureStderr([&] { is >> m; });
   EXPECT_TRUE(vtest::contains(err, "nrows*ncols==length() failed in source/notempl/matdbl") || shapeHolds(m))
       << m.rows() << " x " << m.cols() << " over " << m.elements().length() << " elements, report: " << err;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Transformations restored over a matrix that does not hold nine elements
+
+// A matrix record claiming 3 x 3 over no element, as a damaged file gives it.
+Bytes emptyThreeByThreeRecord() {
+  Bytes bytes = le32(3);
+  bytes += le32(3);
+  bytes += le32(0);
+  return bytes;
+}
+
+Bytes handleRecordOverEmptyMatrix() {
+  Bytes bytes = emptyThreeByThreeRecord();
+  for (double d : {1.0, 2.0, 3.0, 1.0}) bytes += le64(d);
+  return bytes;
+}
+
+// Found by fuzz_restore: "ERPmIsometrie3D\0" 03000000 03000000 00000000, then a point and a factor. The
+// restore builds a similitude on the matrix as read, and its validity check took the determinant of
+// nine elements that were not there.
+TEST_F(FuzzRegressionTest, HandleOverAMatrixWithoutElementsDies) {
+  VTEST_CHECKING_ONLY();
+  auto f = reading(handleRecordOverEmptyMatrix());
+  ERPmIsometrie3D h;
+  EXPECT_DEATH(h.restoreGuts(*f),
+               vtest::reportRegexAnyLine("nrows*ncols==length()", "source/notempl/matdbl"));
+}
+
+TEST_F(FuzzRegressionTest, HandleOverAMatrixWithoutElementsIsReportedAndInvalid) {
+  VTEST_CONTINUING_ONLY();
+  auto f = reading(handleRecordOverEmptyMatrix());
+  ERPmIsometrie3D h;
+  const std::string err = vtest::captureStderr([&] { h.restoreGuts(*f); });
+  EXPECT_TRUE(vtest::contains(err, "nrows*ncols==length() failed in source/notempl/matdbl")) << err;
+  EXPECT_TRUE(vtest::contains(err, "isValid() failed in velmora/transf3d")) << err;
+  EXPECT_TRUE(h.getRep()->isA() == ERSimilitude3D::desc());
+  EXPECT_EQ(h.getRep()->isValid(), 0);
+}
+
+// The same matrix restored into a rotation: applying it answers the zero point instead of reading the
+// nine missing elements; the only report is the restore's.
+TEST_F(FuzzRegressionTest, RotationOverAMatrixWithoutElementsAppliesAsZero) {
+  VTEST_CONTINUING_ONLY();
+  auto f = reading(emptyThreeByThreeRecord());
+  ERRotation3D r;
+  std::string err = vtest::captureStderr([&] { r.restoreGuts(*f); });
+  EXPECT_TRUE(vtest::contains(err, "nrows*ncols==length() failed in source/notempl/matdbl")) << err;
+  ERPoint3D from, to;
+  err = vtest::captureStderr([&] {
+    from = r >> ERPoint3D(1, 2, 3);
+    to = r << ERPoint3D(1, 2, 3);
+  });
+  EXPECT_EQ(err, "");
+  EXPECT_EQ(from, ERPoint3D(0, 0, 0));
+  EXPECT_EQ(to, ERPoint3D(0, 0, 0));
+}
+
+// Found by fuzz_restore (an out-of-memory): a rotation restored over a matrix of 4294967295 rows and no
+// column, a shape that holds its zero elements. Its text form would write every empty row; applying it
+// reports the shape and answers the zero point.
+Bytes tallEmptyMatrixRecord() {
+  Bytes bytes = le32(0xFFFFFFFFu);
+  bytes += le32(0);
+  bytes += le32(0);
+  return bytes;
+}
+
+TEST_F(FuzzRegressionTest, RotationOverATallEmptyMatrixIsRestoredWithoutReport) {
+  auto f = reading(tallEmptyMatrixRecord());
+  ERRotation3D r;
+  const std::string err = vtest::captureStderr([&] { r.restoreGuts(*f); });
+  EXPECT_EQ(err, "");
+  EXPECT_EQ(r.getMatrix().rows(), 0xFFFFFFFFu);
+  EXPECT_EQ(r.getMatrix().cols(), 0u);
+  EXPECT_FALSE(f->Eof());
+}
+
+TEST_F(FuzzRegressionTest, ApplyingARotationOverATallEmptyMatrixDies) {
+  VTEST_CHECKING_ONLY();
+  auto f = reading(tallEmptyMatrixRecord());
+  ERRotation3D r;
+  r.restoreGuts(*f);
+  EXPECT_DEATH(r >> ERPoint3D(1, 2, 3),
+               vtest::reportRegexAnyLine("mat.cols()==3 && mat.rows()==3", "source/align/transf3d"));
+}
+
+TEST_F(FuzzRegressionTest, ApplyingARotationOverATallEmptyMatrixIsReportedAndGivesZero) {
+  VTEST_CONTINUING_ONLY();
+  auto f = reading(tallEmptyMatrixRecord());
+  ERRotation3D r;
+  r.restoreGuts(*f);
+  ERPoint3D p(1, 2, 3);
+  const std::string err = vtest::captureStderr([&] { p = r >> p; });
+  EXPECT_TRUE(vtest::contains(err, "mat.cols()==3 && mat.rows()==3 failed in source/align/transf3d")) << err;
+  EXPECT_EQ(p, ERPoint3D(0, 0, 0));
 }
 
 }  // namespace

@@ -85,11 +85,17 @@ ER_DEFINE_CLASS(ERPmIsometrie3D, ER_CREATABLE, ERPmSimilitude3D)
 // Matrix helpers
 
 namespace {
+// 3x3 and holding its nine elements: a matrix restored from a damaged file keeps the shape it read over
+// whatever elements were there (its restore has reported the mismatch).
+bool holds3x3(const ERDoubleMatrix& mat) {
+  return mat.cols() == 3 && mat.rows() == 3 && mat.elements().length() == 9;
+}
+
 // Reports a matrix that is not 3x3; past the report the helpers answer the zero point rather than
 // reading outside the matrix.
 bool check3x3(const ERDoubleMatrix& mat) {
   ER_ASSERT_T(mat.cols() == 3 && mat.rows() == 3, "mat.cols()==3 && mat.rows()==3");
-  return mat.cols() == 3 && mat.rows() == 3;
+  return holds3x3(mat);
 }
 }  // namespace
 
@@ -655,7 +661,7 @@ ERSimilitude3D::ERSimilitude3D(const ERAnySimilitude3D& s)
 bool ERSimilitude3D::unitDeterminant() const { return closeTo(std::fabs(determinant(m_mat)), 1.0); }
 
 int ERSimilitude3D::isValid() const {
-  if (m_mat.cols() != 3 || m_mat.rows() != 3) return 0;
+  if (!holds3x3(m_mat)) return 0;
   return unitDeterminant() && factor > 0.0;
 }
 
