@@ -15,6 +15,23 @@
 #include "velmora/notempl/vcpt3dh.h"
 #include "velmora/vector3d.h"
 
+// The members every concrete transformation overrides, declared once: the persistent object's
+// copy, text and binary forms, and the second step of the composition's double dispatch (this
+// transformation as the right operand of each concrete class).
+#define ER_TR3D_PERSISTENT_OVERRIDES()           \
+  ERObject* getCopy() const override;            \
+  void printOn(std::ostream& os) const override; \
+  void saveGuts(ERFile& file) const override;    \
+  void restoreGuts(ERFile& file) override;       \
+  unsigned long binaryStoreSize() const override
+#define ER_TR3D_MULTIPLY_WITH_OVERRIDES()                                                      \
+  const ERTr3DRevRep* multiplyWithERTranslation3D(const ERTranslation3D* left) const override; \
+  const ERTr3DRevRep* multiplyWithERRotation3D(const ERRotation3D* left) const override;       \
+  const ERTr3DRevRep* multiplyWithERChgRepere3D(const ERChgRepere3D* left) const override;     \
+  const ERTr3DRevRep* multiplyWithERScaling3D(const ERScaling3D* left) const override;         \
+  const ERTr3DRevRep* multiplyWithERSymetrie3D(const ERSymetrie3D* left) const override;       \
+  const ERTr3DRevRep* multiplyWithERSimilitude3D(const ERSimilitude3D* left) const override
+
 class ERTr3DRevRep;
 class ERIdentity3D;
 class ERTranslation3D;
@@ -166,20 +183,11 @@ class ERIdentity3D : public ERAnyIsometrie3D {
   // The right operand itself.
   const ERTr3DRevRep* operator*(const ERTr3DRevRep* right) const override;
 
-  ERObject* getCopy() const override;
-  void printOn(std::ostream& os) const override;
-  void saveGuts(ERFile& file) const override;
-  void restoreGuts(ERFile& file) override;
-  unsigned long binaryStoreSize() const override;
+  ER_TR3D_PERSISTENT_OVERRIDES();
 
  protected:
   // left o identity is left.
-  const ERTr3DRevRep* multiplyWithERTranslation3D(const ERTranslation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERRotation3D(const ERRotation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERChgRepere3D(const ERChgRepere3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERScaling3D(const ERScaling3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSymetrie3D(const ERSymetrie3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSimilitude3D(const ERSimilitude3D* left) const override;
+  ER_TR3D_MULTIPLY_WITH_OVERRIDES();
 };
 
 ERIdentity3D operator*(const ERIdentity3D& a, const ERIdentity3D& b);
@@ -205,19 +213,10 @@ class ERTranslation3D : public ERAnyIsometrie3D {
   const ERTr3DRevRep* getReduced() const override;
   const ERTr3DRevRep* operator*(const ERTr3DRevRep* right) const override;
 
-  ERObject* getCopy() const override;
-  void printOn(std::ostream& os) const override;
-  void saveGuts(ERFile& file) const override;
-  void restoreGuts(ERFile& file) override;
-  unsigned long binaryStoreSize() const override;
+  ER_TR3D_PERSISTENT_OVERRIDES();
 
  protected:
-  const ERTr3DRevRep* multiplyWithERTranslation3D(const ERTranslation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERRotation3D(const ERRotation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERChgRepere3D(const ERChgRepere3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERScaling3D(const ERScaling3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSymetrie3D(const ERSymetrie3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSimilitude3D(const ERSimilitude3D* left) const override;
+  ER_TR3D_MULTIPLY_WITH_OVERRIDES();
 
  private:
   ERPoint3D trans;
@@ -250,22 +249,13 @@ class ERRotation3D : public ERAnyIsometrie3D {
   const ERTr3DRevRep* getReduced() const override;
   const ERTr3DRevRep* operator*(const ERTr3DRevRep* right) const override;
 
-  ERObject* getCopy() const override;
-  void printOn(std::ostream& os) const override;
-  void saveGuts(ERFile& file) const override;
-  void restoreGuts(ERFile& file) override;
-  unsigned long binaryStoreSize() const override;
+  ER_TR3D_PERSISTENT_OVERRIDES();
 
  protected:
   // Takes m as it is after checking that it is a 3x3 rotation matrix.
   explicit ERRotation3D(const ERDoubleMatrix& m);
 
-  const ERTr3DRevRep* multiplyWithERTranslation3D(const ERTranslation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERRotation3D(const ERRotation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERChgRepere3D(const ERChgRepere3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERScaling3D(const ERScaling3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSymetrie3D(const ERSymetrie3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSimilitude3D(const ERSimilitude3D* left) const override;
+  ER_TR3D_MULTIPLY_WITH_OVERRIDES();
 
  private:
   friend class ERTranslation3D;
@@ -305,22 +295,13 @@ class ERChgRepere3D : public ERAnyIsometrie3D {
   const ERTr3DRevRep* getReduced() const override;
   const ERTr3DRevRep* operator*(const ERTr3DRevRep* right) const override;
 
-  ERObject* getCopy() const override;
-  void printOn(std::ostream& os) const override;
-  void saveGuts(ERFile& file) const override;
-  void restoreGuts(ERFile& file) override;
-  unsigned long binaryStoreSize() const override;
+  ER_TR3D_PERSISTENT_OVERRIDES();
 
  protected:
   // Takes m and O after checking that m is a 3x3 rotation matrix.
   ERChgRepere3D(ERDoubleMatrix m, const ERPoint3D& O);
 
-  const ERTr3DRevRep* multiplyWithERTranslation3D(const ERTranslation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERRotation3D(const ERRotation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERChgRepere3D(const ERChgRepere3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERScaling3D(const ERScaling3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSymetrie3D(const ERSymetrie3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSimilitude3D(const ERSimilitude3D* left) const override;
+  ER_TR3D_MULTIPLY_WITH_OVERRIDES();
 
  private:
   friend class ERTranslation3D;
@@ -355,19 +336,10 @@ class ERScaling3D : public ERAnySimilitude3D {
   const ERTr3DRevRep* getReduced() const override;
   const ERTr3DRevRep* operator*(const ERTr3DRevRep* right) const override;
 
-  ERObject* getCopy() const override;
-  void printOn(std::ostream& os) const override;
-  void saveGuts(ERFile& file) const override;
-  void restoreGuts(ERFile& file) override;
-  unsigned long binaryStoreSize() const override;
+  ER_TR3D_PERSISTENT_OVERRIDES();
 
  protected:
-  const ERTr3DRevRep* multiplyWithERTranslation3D(const ERTranslation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERRotation3D(const ERRotation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERChgRepere3D(const ERChgRepere3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERScaling3D(const ERScaling3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSymetrie3D(const ERSymetrie3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSimilitude3D(const ERSimilitude3D* left) const override;
+  ER_TR3D_MULTIPLY_WITH_OVERRIDES();
 
  private:
   double factor = 1.0;
@@ -403,11 +375,7 @@ class ERSymetrie3D : public ERAnySimilitude3D {
   const ERTr3DRevRep* getReduced() const override;
   const ERTr3DRevRep* operator*(const ERTr3DRevRep* right) const override;
 
-  ERObject* getCopy() const override;
-  void printOn(std::ostream& os) const override;
-  void saveGuts(ERFile& file) const override;
-  void restoreGuts(ERFile& file) override;
-  unsigned long binaryStoreSize() const override;
+  ER_TR3D_PERSISTENT_OVERRIDES();
 
  protected:
   explicit ERSymetrie3D(const ERDoubleMatrix& m) : m_mat(m) {
@@ -415,12 +383,7 @@ class ERSymetrie3D : public ERAnySimilitude3D {
                  "velmora/transf3d", __LINE__);
   }
 
-  const ERTr3DRevRep* multiplyWithERTranslation3D(const ERTranslation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERRotation3D(const ERRotation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERChgRepere3D(const ERChgRepere3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERScaling3D(const ERScaling3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSymetrie3D(const ERSymetrie3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSimilitude3D(const ERSimilitude3D* left) const override;
+  ER_TR3D_MULTIPLY_WITH_OVERRIDES();
 
  private:
   bool closeToMinusOne() const;  // det(m_mat) within 1e-11 of -1.0
@@ -463,19 +426,10 @@ class ERSimilitude3D : public ERAnySimilitude3D {
   const ERTr3DRevRep* getReduced() const override;
   const ERTr3DRevRep* operator*(const ERTr3DRevRep* right) const override;
 
-  ERObject* getCopy() const override;
-  void printOn(std::ostream& os) const override;
-  void saveGuts(ERFile& file) const override;
-  void restoreGuts(ERFile& file) override;
-  unsigned long binaryStoreSize() const override;
+  ER_TR3D_PERSISTENT_OVERRIDES();
 
  protected:
-  const ERTr3DRevRep* multiplyWithERTranslation3D(const ERTranslation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERRotation3D(const ERRotation3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERChgRepere3D(const ERChgRepere3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERScaling3D(const ERScaling3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSymetrie3D(const ERSymetrie3D* left) const override;
-  const ERTr3DRevRep* multiplyWithERSimilitude3D(const ERSimilitude3D* left) const override;
+  ER_TR3D_MULTIPLY_WITH_OVERRIDES();
 
  private:
   bool unitDeterminant() const;  // |det(m_mat)| within 1e-11 of 1.0
