@@ -22,6 +22,11 @@ ERPoint3D ERBarycentreOf(unsigned n, PointAt point) {
   return sum / static_cast<double>(n);
 }
 
+// Two doubles worked on together, in one instruction where the target has vector registers. Each lane
+// is rounded as the scalar operation rounds it, so the results are those of two scalar operations, bit
+// for bit; the per-pair loops use it to halve the number of divisions.
+typedef double ERDoublePair __attribute__((vector_size(16)));
+
 // The templated paths read their pairs block by block: a source of pairs has size(), from(i) and to(i)
 // for a single pair, and forEachBlock(f), which calls f(first, count, from, to) for consecutive blocks in
 // index order, from and to pointing at the count points of pairs first, ..., first + count - 1. A block that
@@ -365,30 +370,54 @@ int BestFitSolver::solveRotation(const Pairs& pairs, ERPoint3D& bFrom, ERPoint3D
   double add = 1.0;
   const double s = scale;
   pairs.forEachBlock([&](unsigned first, unsigned count, const ERPoint3D* a, const ERPoint3D* b) {
-    double m[27];
-    for (int k = 0; k < 27; ++k) m[k] = c[k];
+    // The 18 entries that move, two to a register: for column group k, u[k] holds (1, k) and (0, k + 6),
+    // v[k] holds (2, k) and (0, k + 3), w[k] holds (2, k + 3) and (1, k + 6). A subtracted term is added
+    // negated, which is the same operation to the bit.
+    ERDoublePair u[3], v[3], w[3];
+    for (int k = 0; k < 3; ++k) {
+      u[k] = ERDoublePair{c[9 + k], c[k + 6]};
+      v[k] = ERDoublePair{c[18 + k], c[k + 3]};
+      w[k] = ERDoublePair{c[18 + k + 3], c[9 + k + 6]};
+    }
     double kp = keep;
     double ad = add;
+    const ERDoublePair scales = {s, s};
     for (unsigned j = 0; j < count; ++j) {
-      const ERPoint3D A = (a[j] - bFrom) / s;
-      const ERPoint3D B = (b[j] - bTo) / s;
-      const double bx = ad * B[X3D];
-      const double by = ad * B[Y3D];
-      const double bz = ad * B[Z3D];
+      // A = (a[j] - bFrom) / s and B = (b[j] - bTo) / s, two coordinates a division.
+      const ERPoint3D& p = a[j];
+      const ERPoint3D& q = b[j];
+      const ERDoublePair axy = ERDoublePair{p[X3D] - bFrom[X3D], p[Y3D] - bFrom[Y3D]} / scales;
+      const ERDoublePair azbx = ERDoublePair{p[Z3D] - bFrom[Z3D], q[X3D] - bTo[X3D]} / scales;
+      const ERDoublePair byz = ERDoublePair{q[Y3D] - bTo[Y3D], q[Z3D] - bTo[Z3D]} / scales;
+      const double A[3] = {axy[0], axy[1], azbx[0]};
+      const double bx = ad * azbx[1];
+      const double by = ad * byz[0];
+      const double bz = ad * byz[1];
+      const ERDoublePair keepBoth = {kp, kp};
+      const ERDoublePair forU = {bz, by};    // + add B.z A[k] into (1, k), + add B.y A[k] into (0, k + 6)
+      const ERDoublePair forV = {-by, -bz};  // - add B.y A[k] from (2, k), - add B.z A[k] from (0, k + 3)
+      const ERDoublePair forW = {bx, -bx};   // + add B.x A[k] into (2, k + 3), - add B.x A[k] from (1, k + 6)
       for (int k = 0; k < 3; ++k) {
-        const double ak = A[static_cast<Coord3D>(k)];
-        m[9 + k] = kp * m[9 + k] + bz * ak;            // (1, k)
-        m[18 + k] = kp * m[18 + k] - by * ak;          // (2, k)
-        m[k + 3] = kp * m[k + 3] - bz * ak;            // (0, k + 3)
-        m[18 + k + 3] = kp * m[18 + k + 3] + bx * ak;  // (2, k + 3)
-        m[k + 6] = kp * m[k + 6] + by * ak;            // (0, k + 6)
-        m[9 + k + 6] = kp * m[9 + k + 6] - bx * ak;    // (1, k + 6)
+        const ERDoublePair ak = {A[k], A[k]};
+        u[k] = keepBoth * u[k] + forU * ak;
+        v[k] = keepBoth * v[k] + forV * ak;
+        w[k] = keepBoth * w[k] + forW * ak;
       }
+      // keep = (i + 1) / (i + 2) and add = 1 / (i + 2) for the next pair, in one division.
       const double next = static_cast<double>(first + j + 2);
-      kp = static_cast<double>(first + j + 1) / next;
-      ad = 1.0 / next;
+      const ERDoublePair weights =
+          ERDoublePair{static_cast<double>(first + j + 1), 1.0} / ERDoublePair{next, next};
+      kp = weights[0];
+      ad = weights[1];
     }
-    for (int k = 0; k < 27; ++k) c[k] = m[k];
+    for (int k = 0; k < 3; ++k) {
+      c[9 + k] = u[k][0];
+      c[k + 6] = u[k][1];
+      c[18 + k] = v[k][0];
+      c[k + 3] = v[k][1];
+      c[18 + k + 3] = w[k][0];
+      c[9 + k + 6] = w[k][1];
+    }
     keep = kp;
     add = ad;
   });
