@@ -279,8 +279,9 @@ class ERSerieStatistique {
     values.append(x);
     const double n = values.length();
     const double w = (n - 1) / n;
-    mean = x / n + mean * w;
-    meanSquare = x * x / n + meanSquare * w;
+    const ERDoublePair shares = ERDoublePair{x, x * x} / ERDoublePair{n, n};  // x / n and x * x / n
+    mean = shares[0] + mean * w;
+    meanSquare = shares[1] + meanSquare * w;
     if (n <= 1) {
       max = x;
       min = x;

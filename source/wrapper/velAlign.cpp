@@ -46,7 +46,8 @@ inline ERPoint3D toPoint(const giPoint3& p) {
 }
 
 // The pairs of the host array read in place: pair i is (points[2i], points[2i + 1]), each point read as
-// the conversion reads it. Used only when no point of a pair is invalid, so that no read reports.
+// the conversion reads it. Read only once every point of a pair is known to be valid (see
+// CheckedHostPairs), so that no read reports.
 struct HostPairs {
   const giPoint3coPageArr& points;
   unsigned n;
@@ -55,26 +56,43 @@ struct HostPairs {
   ERPoint3D to(unsigned i) const { return validPoint(points[static_cast<int>(2 * i + 1)]); }
   template <class F>
   void forEachBlock(F f) const {
+    convertBlocks(f, false);
+  }
+  // Converts the pairs block by block and hands each block to f. When check is set, each block's
+  // points are tested first, and the conversion stops before a block holding an invalid point:
+  // answers 0 then, 1 when every block was handed on.
+  template <class F>
+  int convertBlocks(F f, bool check) const {
     ERPairBlock block;
     for (unsigned start = 0; start < n; start += ERPairBlock::capacity) {
       const unsigned m = ERMin(ERPairBlock::capacity, n - start);
+      const int k0 = static_cast<int>(2 * start);
+      if (check)
+        for (int k = k0; k < k0 + static_cast<int>(2 * m); ++k)
+          if (points[k].invalid()) return 0;
       for (unsigned j = 0; j < m; ++j) {
-        const int k = static_cast<int>(2 * (start + j));
+        const int k = k0 + static_cast<int>(2 * j);
         block.from[j] = validPoint(points[k]);
         block.to[j] = validPoint(points[k + 1]);
       }
       f(start, m, block.from, block.to);
     }
+    return 1;
   }
 };
 
-// 1 when every point of every pair (the points below count - 1) is valid, so that reading them reports
-// nothing.
-int allPairsValid(const giPoint3coPageArr& points, int count) {
-  for (int k = 0; k < count - 1; ++k)
-    if (points[k].invalid()) return 0;
-  return 1;
-}
+// The host pairs read for the first time: the same pairs, each block tested before it is read. At the
+// first block holding an invalid point the reading stops and valid becomes 0; what was worked out from
+// the pairs is then to be thrown away.
+struct CheckedHostPairs {
+  const HostPairs& pairs;
+  mutable int valid;
+  unsigned size() const { return pairs.size(); }
+  template <class F>
+  void forEachBlock(F f) const {
+    valid = pairs.convertBlocks(f, true);
+  }
+};
 
 // The residual distances of the pairs after the isometry, added in pair order to a reset series.
 template <class Pairs>
@@ -121,13 +139,15 @@ int velAlign::calc_align_transform(const giPoint3coPageArr& points, giXform3& xf
   ERPmIsometrie3D isometry;
   DegauLibreSystem system(DegauLibreSystem::Isometrie);
   ERSerieStatistique residuals;
-  if (allPairsValid(points, count)) {
+  // The pairs are the points below count - 1, as the conversion reads them.
+  const HostPairs pairs{points, static_cast<unsigned>(count / 2)};
+  const CheckedHostPairs firstReading{pairs, 1};
+  ERPoint3D bFrom, bTo;
+  ERBarycentresOf(firstReading, bFrom, bTo);
+  if (firstReading.valid) {
     // Nothing to report: the pairs are read in place rather than copied into the system's vectors,
     // which is the same solve on the same values.
-    const HostPairs pairs{points, static_cast<unsigned>(count / 2)};
     if (pairs.size() < 3) return 0;
-    ERPoint3D bFrom, bTo;
-    ERBarycentresOf(pairs, bFrom, bTo);
     if (system.solveRigid(pairs, bFrom, bTo, isometry) != 0) return 0;
     addResiduals(pairs, isometry, residuals);
   } else {
