@@ -27,10 +27,11 @@ ERPoint3D ERBarycentreOf(unsigned n, PointAt point) {
 // for bit; the per-pair loops use it to halve the number of divisions.
 typedef double ERDoublePair __attribute__((vector_size(16)));
 
-// The templated paths read their pairs block by block: a source of pairs has size(), from(i) and to(i)
-// for a single pair, and forEachBlock(f), which calls f(first, count, from, to) for consecutive blocks in
-// index order, from and to pointing at the count points of pairs first, ..., first + count - 1. A block that
-// is worked out on the fly holds at most ERPairBlock::capacity pairs.
+// The templated paths read their pairs block by block: a source of pairs has size() and forEachBlock(f),
+// which calls f(first, count, from, to) for consecutive blocks in index order, from and to pointing at
+// the count points of pairs first, ..., first + count - 1; the sources a full solve starts from also
+// read one pair with from(i) and to(i). A block that is worked out on the fly holds at most
+// ERPairBlock::capacity pairs.
 struct ERPairBlock {
   static constexpr unsigned capacity = 256;
   // Storage only: the points are written before they are read, so none is zero-filled first.

@@ -105,7 +105,7 @@ void addResiduals(const Pairs& pairs, const ERPmIsometrie3D& isometry, ERSerieSt
   });
 }
 
-// The transform and error of the solved isometry written to the host's transform: its linear block
+// The solved isometry written to the host's transform: its linear block
 // overwritten, then premultiplied by the translation.
 void writeTransform(const ERPmIsometrie3D& isometry, giXform3& xform) {
   const ERDoubleMatrix m = isometry.getMatrix();
