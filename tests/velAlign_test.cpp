@@ -9,12 +9,17 @@
 #include <Eigen/Geometry>
 #include <cfloat>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "test_support.h"
 #include "velmora/host.h"
+#include "velmora/slvbstft.h"
+#include "velmora/transf3d.h"
+#include "velmora/vector3d.h"
 
 namespace {
 
@@ -353,5 +358,162 @@ std::vector<Case> endToEndCases() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Random, VelAlignEndToEndTest, testing::ValuesIn(endToEndCases()));
+
+// ---------------------------------------------------------------------------------------------
+// The entry against its steps written out with the public classes, bit for bit
+
+// What the entry answers, with the reports it made.
+struct Outcome {
+  int result = -1;
+  double error = 42.0;
+  giXform3 xform;
+  std::string reports;
+};
+
+// The entry's steps after the collinearity checks, one by one: the points copied into two vectors
+// (z, y, x through the host's accessors), one AddPoint per pair, Resoudre, one Add per residual, the
+// linear block set element by element and the translation premultiplied.
+Outcome literalSteps(const giPoint3coPageArr& points) {
+  Outcome out;
+  out.reports = vtest::captureStderr([&] {
+    ERBestFit_Point3DVec first, second;
+    for (int k = 0; k < points.count() - 1; k += 2) {
+      for (int side = 0; side < 2; ++side) {
+        const giPoint3& p = points[k + side];
+        const double z = p.z();
+        const double y = p.y();
+        const double x = p.x();
+        (side == 0 ? first : second).append(ERPoint3D(x, y, z));
+      }
+    }
+    ERPmIsometrie3D isometry;
+    DegauLibreSystem system(DegauLibreSystem::Isometrie);
+    for (unsigned i = 0; i < first.length(); ++i) system.AddPoint(first[i], second[i]);
+    if (system.Resoudre(isometry) != 0) {
+      out.result = 0;
+      return;
+    }
+    ERSerieStatistique series;
+    series.Reset();
+    for (unsigned i = 0; i < first.length(); ++i) series.Add(distance(second[i], isometry * first[i]));
+    out.error = series.mean;
+    const ERDoubleMatrix m = isometry.getMatrix();
+    for (int row = 0; row < 3; ++row)
+      for (int col = 0; col < 3; ++col)
+        giXform3Acc::access(&out.xform)
+            ->set_matrix_value(row, col, m(static_cast<unsigned>(row), static_cast<unsigned>(col)));
+    const ERPoint3D t = isometry.getTrans();
+    const giXform3 translation(giXformTranslate, giVector3(t[X3D], t[Y3D], t[Z3D]));
+    out.xform.premultiply(translation);
+    out.result = 1;
+  });
+  return out;
+}
+
+Outcome entry(const giPoint3coPageArr& points) {
+  Outcome out;
+  out.reports = vtest::captureStderr(
+      [&] { out.result = velAlign::calc_align_transform(points, out.xform, out.error); });
+  return out;
+}
+
+std::uint64_t bitsOf(double v) {
+  std::uint64_t b;
+  std::memcpy(&b, &v, sizeof b);
+  return b;
+}
+
+void expectSameBits(const Outcome& got, const Outcome& want) {
+  EXPECT_EQ(got.reports, want.reports);
+  ASSERT_EQ(got.result, want.result);
+  EXPECT_EQ(bitsOf(got.error), bitsOf(want.error)) << got.error << " vs " << want.error;
+  for (int r = 0; r < 4; ++r)
+    for (int c = 0; c < 4; ++c)
+      EXPECT_EQ(bitsOf(got.xform.matrix_value(r, c)), bitsOf(want.xform.matrix_value(r, c)))
+          << "(" << r << ", " << c << "): " << got.xform.matrix_value(r, c) << " vs "
+          << want.xform.matrix_value(r, c);
+}
+
+// Seeded pairs: points in a box about offset, moved by a random rotation and translation, with noise.
+giPoint3coPageArr randomPairs(unsigned pairs, double noise, double offset, unsigned seed) {
+  std::mt19937 rng(seed);
+  std::uniform_real_distribution<double> box(-100.0, 100.0), unit(-1.0, 1.0);
+  std::normal_distribution<double> jitter(0.0, 1.0);
+  const Eigen::Matrix3d R = rotation(3.0 * unit(rng), Eigen::Vector3d(unit(rng), unit(rng), unit(rng)));
+  const Eigen::Vector3d t(box(rng), box(rng), box(rng));
+  Points a, b;
+  for (unsigned k = 0; k < pairs; ++k) {
+    const Eigen::Vector3d p(offset + box(rng), offset + box(rng), offset + box(rng));
+    a.push_back(p);
+    b.push_back(R * p + t + noise * Eigen::Vector3d(jitter(rng), jitter(rng), jitter(rng)));
+  }
+  return interleave(a, b);
+}
+
+TEST(VelAlignTest, EqualsItsLiteralStepsBitForBit) {
+  unsigned seed = 100;
+  // Sizes on both sides of the entry's block of 256 pairs.
+  for (unsigned pairs : {3u, 4u, 10u, 255u, 256u, 257u, 1000u, 4099u})
+    for (double noise : {0.0, 0.01})
+      for (double offset : {0.0, 1e4, 1e7}) {
+        const giPoint3coPageArr points = randomPairs(pairs, noise, offset, seed++);
+        SCOPED_TRACE(testing::Message() << pairs << " pairs, noise " << noise << ", offset " << offset);
+        const Outcome want = literalSteps(points);
+        ASSERT_EQ(want.result, 1);
+        expectSameBits(entry(points), want);
+      }
+}
+
+TEST(VelAlignTest, OddCountEqualsItsLiteralStepsBitForBit) {
+  giPoint3coPageArr points = randomPairs(300, 0.01, 1e4, 7);
+  points.append(giPoint3(1.0, 2.0, 3.0));  // unpaired: reported, and left out of the fit
+  const Outcome want = literalSteps(points);
+  const Outcome got = entry(points);
+  EXPECT_EQ(got.reports, kCountReport + want.reports);
+  ASSERT_EQ(got.result, 1);
+  Outcome unreported = got;
+  unreported.reports = want.reports;
+  expectSameBits(unreported, want);
+}
+
+TEST(VelAlignTest, InvalidPointEqualsItsLiteralStepsBitForBit) {
+  // A point holding an "unset" marker is reported coordinate by coordinate and its value used, on
+  // either side of a pair, past the first three pairs (a marker there stops the checking build in the
+  // closed-form frame) and on both sides of the entry's block of 256 pairs; the answer is still that of
+  // the literal steps, up to the very last point.
+  const double m = DBL_MAX;
+  for (unsigned at : {6u, 7u, 9u, 511u, 512u, 600u, 1001u, 1038u, 1039u})
+    for (int which = 0; which < 4; ++which) {
+      const giPoint3coPageArr clean = randomPairs(520, 0.01, 1e4, 50 + at);
+      giPoint3coPageArr points;
+      for (int k = 0; k < clean.count(); ++k) {
+        const giPoint3& p = clean[k];
+        if (static_cast<unsigned>(k) != at) {
+          points.append(p);
+          continue;
+        }
+        const double x = p.x(), y = p.y(), z = p.z();
+        const giPoint3 marked[4] = {giPoint3(m, y, z), giPoint3(-m, y, z), giPoint3(x, m, z),
+                                    giPoint3(x, y, m)};
+        points.append(marked[which]);
+      }
+      SCOPED_TRACE(testing::Message() << "point " << at << ", marker " << which);
+      const Outcome want = literalSteps(points);
+      EXPECT_NE(want.reports, "");
+      expectSameBits(entry(points), want);
+    }
+}
+
+TEST(VelAlignTest, InvalidUnpairedPointIsNeitherReadNorReported) {
+  // The unpaired last point of an odd count is left out of the fit and never read through the
+  // checked accessors, even when it holds an "unset" marker.
+  giPoint3coPageArr points = randomPairs(300, 0.01, 1e4, 8);
+  const Outcome want = literalSteps(points);
+  points.append(giPoint3(DBL_MAX, DBL_MAX, DBL_MAX));
+  Outcome got = entry(points);
+  EXPECT_EQ(got.reports, kCountReport);
+  got.reports = want.reports;
+  expectSameBits(got, want);
+}
 
 }  // namespace

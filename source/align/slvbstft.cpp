@@ -23,23 +23,6 @@ void reserveForAppend(Vec& v) {
   if (length == v.capacity()) v.capacity(ERMax(2 * length, 16u));
 }
 
-// The sum of point(0), ..., point(n - 1) in index order, coordinate by coordinate, divided by n.
-template <class PointAt>
-ERPoint3D barycentreOf(unsigned n, PointAt point) {
-  ERPoint3D sum;
-  for (unsigned i = 0; i < n; ++i) sum += point(i);
-  return sum / static_cast<double>(n);
-}
-
-// The pairs of a solver, as stored.
-struct StoredPairs {
-  const ERBestFit_Point3DVec& a;
-  const ERBestFit_Point3DVec& b;
-  unsigned size() const { return ERMin(a.length(), b.length()); }
-  const ERPoint3D& from(unsigned i) const { return a.data()[i]; }
-  const ERPoint3D& to(unsigned i) const { return b.data()[i]; }
-};
-
 // The Newton solver's limits for the rotation parameters.
 const double kNewtonStep = 1e-8;
 const double kNewtonRatio = 1e-8;
@@ -54,7 +37,7 @@ const int kNewtonAttempts = 5;
 
 ERPoint3D ERBestFit_Point3DVec::GetBarycentre() const {
   const ERPoint3D* p = data();
-  return barycentreOf(length(), [p](unsigned i) { return p[i]; });
+  return ERBarycentreOf(length(), [p](unsigned i) { return p[i]; });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -129,45 +112,7 @@ void BestFitSolver::AddPoint(const ERPoint3D& a, const ERPoint3D& b) {
   ++m_NbPt;
 }
 
-template <class Pairs>
-int BestFitSolver::solveRotation(const Pairs& pairs, ERPoint3D& bFrom, ERPoint3D& bTo, ERDoubleVec& x) {
-  const unsigned n = pairs.size();
-  if (n < 3) return 2;
-  bFrom = barycentreOf(n, [&pairs](unsigned i) { return pairs.from(i); });
-  bTo = barycentreOf(n, [&pairs](unsigned i) { return pairs.to(i); });
-  // The centred points a[i] = from[i] - bFrom and b[i] = to[i] - bTo are formed as they are used.
-
-  // The largest norm is the square root of the largest squared norm: the square root is monotonic and
-  // correctly rounded, so this is the same value with one square root instead of one per point.
-  double largest2 = 0;
-  for (unsigned i = 0; i < n; ++i) largest2 = ERMax(largest2, ERVector3D(pairs.from(i) - bFrom).norme2());
-  scale = std::sqrt(largest2);
-  if (scale == 0.0) scale = 1.0;
-
-  // The running mean of the cross-product terms, starting from cross as it stands (not zeroed). It is
-  // kept in a local copy during the loop so that the compiler need not reload it after every store.
-  double* stored = cross.mutableData();  // 3 x 9, row-major
-  double c[27];
-  for (int k = 0; k < 27; ++k) c[k] = stored[k];
-  double keep = 1.0;
-  double add = 1.0;
-  for (unsigned i = 0; i < n; ++i) {
-    const ERPoint3D A = (pairs.from(i) - bFrom) / scale;
-    const ERPoint3D B = (pairs.to(i) - bTo) / scale;
-    for (int k = 0; k < 3; ++k) {
-      const double ak = A[static_cast<Coord3D>(k)];
-      c[9 + k] = keep * c[9 + k] + add * B[Z3D] * ak;            // (1, k)
-      c[18 + k] = keep * c[18 + k] - add * B[Y3D] * ak;          // (2, k)
-      c[k + 3] = keep * c[k + 3] - add * B[Z3D] * ak;            // (0, k + 3)
-      c[18 + k + 3] = keep * c[18 + k + 3] + add * B[X3D] * ak;  // (2, k + 3)
-      c[k + 6] = keep * c[k + 6] + add * B[Y3D] * ak;            // (0, k + 6)
-      c[9 + k + 6] = keep * c[9 + k + 6] - add * B[X3D] * ak;    // (1, k + 6)
-    }
-    keep = static_cast<double>(i + 1) / static_cast<double>(i + 2);
-    add = 1.0 / static_cast<double>(i + 2);
-  }
-  for (int k = 0; k < 27; ++k) stored[k] = c[k];
-
+int BestFitSolver::converge(ERDoubleVec& x) {
   x = SolutionInitiale();
   ERNewtonMSolver solver(this, 3, kNewtonRatio, 400);
   solver.maxIterations = kNewtonIterations;
@@ -188,7 +133,7 @@ int BestFitSolver::solveRotation(const Pairs& pairs, ERPoint3D& bFrom, ERPoint3D
 int BestFitSolver::Resoudre(ERPmIsometrie3D& result) {
   ERPoint3D bFrom, bTo;
   ERDoubleVec x;
-  const int code = solveRotation(StoredPairs{from, to}, bFrom, bTo, x);
+  const int code = solveRotation(ERStoredPairs{from, to}, bFrom, bTo, x);
   if (code != 0) return code;
   result = ConstitueSolution(x);
   return 0;
@@ -249,45 +194,21 @@ int DegauLibreSystem::Resoudre(ERPmIsometrie3D& result) {
     ResoudreTranslation(result);
     return 0;
   }
-  const unsigned n = from.length();
-  if (n < 3) return 2;
-  const ERPoint3D bFrom = from.GetBarycentre();
-  const ERPoint3D bTo = to.GetBarycentre();
+  if (from.length() < 3) return 2;
+  // The closed form reads the first three points of each set; a shorter to is reported as its checked
+  // read reports it, and the solve goes on as after that read.
+  for (unsigned i = to.length(); i < 3; ++i) static_cast<void>(to[i]);
+  return solveRigid(ERStoredPairs{from, to}, from.GetBarycentre(), to.GetBarycentre(), result);
+}
 
-  // Only the first three centred points take part in the closed form; the others are centred as the
-  // refinement takes them.
-  const ERBestFit_Point3DVec& cf = from;
-  const ERBestFit_Point3DVec& ct = to;
-  ERBestFit_Point3DVec leadFrom;
-  ERBestFit_Point3DVec leadTo;
-  for (unsigned i = 0; i < 3; ++i) {
-    leadFrom.append(cf[i] - bFrom);
-    leadTo.append(ct[i] - bTo);
-  }
-  initial = SolutionInitiale(leadFrom, leadTo);
-
-  // The refinement's pairs are initial * (from[i] - bFrom) and to[i] - bTo, computed as the best-fit
-  // solver reads them rather than stored in it.
-  struct InitialPairs {
-    const ERBestFit_Point3DVec& a;
-    const ERBestFit_Point3DVec& b;
-    ERPoint3D bFrom, bTo;
-    ERIsometrieApplier initial;
-    unsigned size() const { return ERMin(a.length(), b.length()); }
-    ERPoint3D from(unsigned i) const { return initial(a.data()[i] - bFrom); }
-    ERPoint3D to(unsigned i) const { return b.data()[i] - bTo; }
-  };
-  const InitialPairs pairs{from, to, bFrom, bTo, ERIsometrieApplier(initial)};
-  BestFitSolver refiner(0);
-  ERPoint3D refinedFrom, refinedTo;
-  ERDoubleVec x;
-  if (refiner.solveRotation(pairs, refinedFrom, refinedTo, x) != 0) return -1;
+void DegauLibreSystem::composeSolution(const BestFitSolver& refiner, const ERDoubleVec& x,
+                                       const ERPoint3D& refinedFrom, const ERPoint3D& refinedTo,
+                                       const ERPoint3D& bFrom, const ERPoint3D& bTo,
+                                       ERPmIsometrie3D& result) const {
   const ERPmIsometrie3D refinement = refiner.constitute(x, refinedFrom, refinedTo);
-
   const ERPmIsometrie3D R = refinement * initial;
   const ERTranslation3D translation(bTo - R * bFrom);
   result = translation * refinement * initial;
-  return 0;
 }
 
 // ---------------------------------------------------------------------------------------------

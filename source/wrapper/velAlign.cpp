@@ -31,11 +31,95 @@ int hasNonCollinearTriple(const giPoint3coPageArr& points, int first) {
 
 // The host point as a library point; the coordinates are read z first, each through the host's checked
 // accessor, which reports an invalid point and answers its stored value all the same.
-ERPoint3D toPoint(const giPoint3& p) {
+inline ERPoint3D toPoint(const giPoint3& p) {
   const double z = p.z();
   const double y = p.y();
   const double x = p.x();
   return ERPoint3D(x, y, z);
+}
+
+// A point known to be valid, read as toPoint reads it. Telling the compiler that the point is valid lets
+// it drop the accessors' own tests, which can then never report.
+[[gnu::always_inline]] inline ERPoint3D validPoint(const giPoint3& p) {
+  if (p.invalid()) __builtin_unreachable();
+  return toPoint(p);
+}
+
+// The pairs of the host array read in place: pair i is (points[2i], points[2i + 1]), each point read as
+// the conversion reads it. Read only once every point of a pair is known to be valid (see
+// CheckedHostPairs), so that no read reports.
+struct HostPairs {
+  const giPoint3coPageArr& points;
+  unsigned n;
+  unsigned size() const { return n; }
+  ERPoint3D from(unsigned i) const { return validPoint(points[static_cast<int>(2 * i)]); }
+  ERPoint3D to(unsigned i) const { return validPoint(points[static_cast<int>(2 * i + 1)]); }
+  template <class F>
+  void forEachBlock(F f) const {
+    convertBlocks(f, false);
+  }
+  // Converts the pairs block by block and hands each block to f. When check is set, each block's
+  // points are tested first, and the conversion stops before a block holding an invalid point:
+  // answers 0 then, 1 when every block was handed on.
+  template <class F>
+  int convertBlocks(F f, bool check) const {
+    ERPairBlock block;
+    for (unsigned start = 0; start < n; start += ERPairBlock::capacity) {
+      const unsigned m = ERMin(ERPairBlock::capacity, n - start);
+      const int k0 = static_cast<int>(2 * start);
+      if (check)
+        for (int k = k0; k < k0 + static_cast<int>(2 * m); ++k)
+          if (points[k].invalid()) return 0;
+      for (unsigned j = 0; j < m; ++j) {
+        const int k = k0 + static_cast<int>(2 * j);
+        block.from[j] = validPoint(points[k]);
+        block.to[j] = validPoint(points[k + 1]);
+      }
+      f(start, m, block.from, block.to);
+    }
+    return 1;
+  }
+};
+
+// The host pairs read for the first time: the same pairs, each block tested before it is read. At the
+// first block holding an invalid point the reading stops and valid becomes 0; what was worked out from
+// the pairs is then to be thrown away.
+struct CheckedHostPairs {
+  const HostPairs& pairs;
+  mutable int valid;
+  unsigned size() const { return pairs.size(); }
+  template <class F>
+  void forEachBlock(F f) const {
+    valid = pairs.convertBlocks(f, true);
+  }
+};
+
+// The residual distances of the pairs after the isometry, added in pair order to a reset series.
+template <class Pairs>
+void addResiduals(const Pairs& pairs, const ERPmIsometrie3D& isometry, ERSerieStatistique& residuals) {
+  residuals.Reset();
+  residuals.values.capacity(pairs.size());
+  const ERIsometrieApplier apply(isometry);
+  pairs.forEachBlock([&](unsigned, unsigned count, const ERPoint3D* from, const ERPoint3D* to) {
+    residuals.AddEach(count, [&](unsigned j) { return distance(to[j], apply(from[j])); });
+  });
+}
+
+// The solved isometry written to the host's transform: its linear block
+// overwritten, then premultiplied by the translation.
+void writeTransform(const ERPmIsometrie3D& isometry, giXform3& xform) {
+  const ERDoubleMatrix m = isometry.getMatrix();
+  for (int row = 0; row < 3; ++row)
+    for (int col = 0; col < 3; ++col)
+      giXform3Acc::access(&xform)->set_matrix_value(
+          row, col, m(static_cast<unsigned>(row), static_cast<unsigned>(col)));
+
+  const ERPoint3D t = isometry.getTrans();
+  const giVector3 shift(t[X3D], t[Y3D], t[Z3D]);
+  {
+    const giXform3 translation(giXformTranslate, shift);
+    xform.premultiply(translation);
+  }
 }
 
 }  // namespace
@@ -52,40 +136,35 @@ int velAlign::calc_align_transform(const giPoint3coPageArr& points, giXform3& xf
   if (!hasNonCollinearTriple(points, 0)) return 0;
   if (!hasNonCollinearTriple(points, 1)) return 0;
 
-  ERBestFit_Point3DVec first;
-  ERBestFit_Point3DVec second;
-  first.capacity(static_cast<unsigned>(count / 2));
-  second.capacity(static_cast<unsigned>(count / 2));
-  for (int k = 0; k < checkedCount(points) - 1; k += 2) {
-    first.append(toPoint(points[k]));
-    second.append(toPoint(points[k + 1]));
-  }
-
   ERPmIsometrie3D isometry;
   DegauLibreSystem system(DegauLibreSystem::Isometrie);
-  system.AddPoints(first, second);  // every pair in index order
-  if (system.Resoudre(isometry) != 0) return 0;
-
-  const unsigned pairs = first.length();
-  const ERPoint3D* from = first.data();
-  const ERPoint3D* to = second.data();
   ERSerieStatistique residuals;
-  residuals.Reset();
-  const ERIsometrieApplier apply(isometry);
-  residuals.AddEach(pairs, [&](unsigned i) { return distance(to[i], apply(from[i])); });
-  error = residuals.mean;
-
-  const ERDoubleMatrix m = isometry.getMatrix();
-  for (int row = 0; row < 3; ++row)
-    for (int col = 0; col < 3; ++col)
-      giXform3Acc::access(&xform)->set_matrix_value(
-          row, col, m(static_cast<unsigned>(row), static_cast<unsigned>(col)));
-
-  const ERPoint3D t = isometry.getTrans();
-  const giVector3 shift(t[X3D], t[Y3D], t[Z3D]);
-  {
-    const giXform3 translation(giXformTranslate, shift);
-    xform.premultiply(translation);
+  // The pairs are the points below count - 1, as the conversion reads them.
+  const HostPairs pairs{points, static_cast<unsigned>(count / 2)};
+  const CheckedHostPairs firstReading{pairs, 1};
+  ERPoint3D bFrom, bTo;
+  ERBarycentresOf(firstReading, bFrom, bTo);
+  if (firstReading.valid) {
+    // Nothing to report: the pairs are read in place rather than copied into the system's vectors,
+    // which is the same solve on the same values.
+    if (pairs.size() < 3) return 0;
+    if (system.solveRigid(pairs, bFrom, bTo, isometry) != 0) return 0;
+    addResiduals(pairs, isometry, residuals);
+  } else {
+    // The conversion reports every invalid point, coordinate by coordinate, in pair order.
+    ERBestFit_Point3DVec first;
+    ERBestFit_Point3DVec second;
+    first.capacity(static_cast<unsigned>(count / 2));
+    second.capacity(static_cast<unsigned>(count / 2));
+    for (int k = 0; k < checkedCount(points) - 1; k += 2) {
+      first.append(toPoint(points[k]));
+      second.append(toPoint(points[k + 1]));
+    }
+    system.AddPoints(first, second);  // every pair in index order
+    if (system.Resoudre(isometry) != 0) return 0;
+    addResiduals(ERStoredPairs{first, second}, isometry, residuals);
   }
+  error = residuals.mean;
+  writeTransform(isometry, xform);
   return 1;
 }
