@@ -12,6 +12,7 @@
 #include <random>
 #include <string>
 
+#include "eigen_support.h"
 #include "test_support.h"
 #include "velmora/matrix.h"
 #include "velmora/transf3d.h"
@@ -21,21 +22,11 @@ namespace {
 const double kPi = 3.141592653589793;
 const char* const kUnit = "source/align/pseurot";
 
-using RowMat = Eigen::Matrix<double, 3, 3, Eigen::RowMajor>;
-
-ERDoubleMatrix toMatrix(const Eigen::Matrix3d& m) {
-  RowMat r = m;
-  return ERDoubleMatrix(r.data(), 3, 3);
-}
-Eigen::Matrix3d toEigen(const ERDoubleMatrix& m) {
-  EXPECT_EQ(m.rows(), 3u);
-  EXPECT_EQ(m.cols(), 3u);
-  RowMat r;
-  std::memcpy(r.data(), m.data(), sizeof(double) * 9);
-  return r;
-}
-Eigen::Vector3d toEigen(const ERVector3D& v) { return Eigen::Vector3d(v[X3D], v[Y3D], v[Z3D]); }
-ERVector3D toVector(const Eigen::Vector3d& v) { return ERVector3D(v.x(), v.y(), v.z()); }
+using vtest::RowMat;
+using vtest::toEigen;
+using vtest::toMatrix;
+using vtest::toPoint;
+using vtest::toVector;
 
 ::testing::AssertionResult near(const ERDoubleMatrix& m, const Eigen::Matrix3d& ref, double tol) {
   if ((toEigen(m) - ref).cwiseAbs().maxCoeff() <= tol) return ::testing::AssertionSuccess();

@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "eigen_support.h"
 #include "test_support.h"
 #include "vec_file_support.h"
 #include "velmora/erfile.h"
@@ -39,22 +40,11 @@ const ERTr3DRevRep* const g_identityAtStart = ERTr3DRevRep::theIdentity;
 
 using vtest::operator+=;
 
-using RowMat = Eigen::Matrix<double, 3, 3, Eigen::RowMajor>;
-
-ERDoubleMatrix toMatrix(const Eigen::Matrix3d& m) {
-  RowMat r = m;
-  return ERDoubleMatrix(r.data(), 3, 3);
-}
-Eigen::Matrix3d toEigen(const ERDoubleMatrix& m) {
-  EXPECT_EQ(m.rows(), 3u);
-  EXPECT_EQ(m.cols(), 3u);
-  RowMat r;
-  std::memcpy(r.data(), m.data(), sizeof(double) * 9);
-  return r;
-}
-Eigen::Vector3d toEigen(const ERPoint3D& p) { return Eigen::Vector3d(p[X3D], p[Y3D], p[Z3D]); }
-ERPoint3D toPoint(const Eigen::Vector3d& v) { return ERPoint3D(v.x(), v.y(), v.z()); }
-ERVector3D toVector(const Eigen::Vector3d& v) { return ERVector3D(v.x(), v.y(), v.z()); }
+using vtest::RowMat;
+using vtest::toEigen;
+using vtest::toMatrix;
+using vtest::toPoint;
+using vtest::toVector;
 
 // Within tol of the reference, relative to the reference's size when that is above 1.
 ::testing::AssertionResult near(const ERPoint3D& p, const Eigen::Vector3d& ref, double tol = 1e-9) {
