@@ -27,39 +27,6 @@ ERPoint3D ERBarycentreOf(unsigned n, PointAt point) {
 // for bit; the per-pair loops use it to halve the number of divisions.
 typedef double ERDoublePair __attribute__((vector_size(16)));
 
-// The templated paths read their pairs block by block: a source of pairs has size() and forEachBlock(f),
-// which calls f(first, count, from, to) for consecutive blocks in index order, from and to pointing at
-// the count points of pairs first, ..., first + count - 1; the sources a full solve starts from also
-// read one pair with from(i) and to(i). A block that is worked out on the fly holds at most
-// ERPairBlock::capacity pairs.
-struct ERPairBlock {
-  static constexpr unsigned capacity = 256;
-  // Storage only: the points are written before they are read, so none is zero-filled first.
-  union {
-    ERPoint3D from[capacity];
-  };
-  union {
-    ERPoint3D to[capacity];
-  };
-  ERPairBlock() {}
-};
-
-// The barycentres of the first and of the second points of a source of pairs, each summed in index
-// order as ERBarycentreOf does, in one pass over the pairs.
-template <class Pairs>
-void ERBarycentresOf(const Pairs& pairs, ERPoint3D& bFrom, ERPoint3D& bTo) {
-  ERPoint3D sumFrom, sumTo;
-  pairs.forEachBlock([&](unsigned, unsigned count, const ERPoint3D* a, const ERPoint3D* b) {
-    for (unsigned j = 0; j < count; ++j) {
-      sumFrom += a[j];
-      sumTo += b[j];
-    }
-  });
-  const double n = static_cast<double>(pairs.size());
-  bFrom = sumFrom / n;
-  bTo = sumTo / n;
-}
-
 // A point vector with its barycentre.
 class ERBestFit_Point3DVec : public ERPoint3DVec {
  public:
@@ -72,19 +39,23 @@ class ERBestFit_Point3DVec : public ERPoint3DVec {
   ERPoint3D GetBarycentre() const;
 };
 
-// The pairs (a[i], b[i]) of two point vectors, as a sequence of pairs for the templated paths: as many
-// as the shorter vector holds.
+// A source of pairs, as the solvers' templated paths read them: size(), from(i) and to(i) for the two
+// points of pair i, and forEachBlock. Here the pairs (a[i], b[i]) of two point vectors, as many as the shorter holds.
 struct ERStoredPairs {
   const ERBestFit_Point3DVec& a;
   const ERBestFit_Point3DVec& b;
   unsigned size() const { return ERMin(a.length(), b.length()); }
   const ERPoint3D& from(unsigned i) const { return a.data()[i]; }
   const ERPoint3D& to(unsigned i) const { return b.data()[i]; }
+  // f(first, count, from, to) for the consecutive blocks of pairs: here one block of every pair.
   template <class F>
   void forEachBlock(F f) const {
     f(0u, size(), a.data(), b.data());
   }
 };
+
+// The pairs a solver's pass works on, made from a source of pairs (defined with the passes).
+struct ERPairCentring;
 
 // The interface of every transformation solver: collect pairs, solve, reset. Solvers are local objects
 // and are never deleted through this base.
@@ -158,9 +129,6 @@ class DegauLibreSystem : public TransfoSolver {
                        const ERPoint3D& refinedTo, const ERPoint3D& bFrom, const ERPoint3D& bTo,
                        ERPmIsometrie3D& result) const;
 
-  // The refinement's pairs: initial * (from(i) - bFrom) and to(i) - bTo, computed as they are read.
-  template <class Pairs>
-  struct InitialPairs;
 };
 
 // The least-squares rotation between two point sets, with the translation between their barycentres.
@@ -211,11 +179,12 @@ class BestFitSolver : public TransfoSolver, public ERCNewtonMDelta {
   // translation between the barycentres.
   virtual ERPmIsometrie3D ConstitueSolution(const ERDoubleVec& x);
 
-  // The work of Resoudre on any sequence of pairs (size(), from(i), to(i)), so that pairs computed on
-  // the fly need not be stored: leaves the barycentres of both sets and the rotation parameters, and
+  // The work of Resoudre on the pairs made by centring from a source of pairs, so that pairs computed
+  // on the fly need not be stored: leaves the barycentres of both sets and the rotation parameters, and
   // answers Resoudre's code.
   template <class Pairs>
-  int solveRotation(const Pairs& pairs, ERPoint3D& bFrom, ERPoint3D& bTo, ERDoubleVec& x);
+  int solveRotation(const Pairs& pairs, const ERPairCentring& centring, ERPoint3D& bFrom, ERPoint3D& bTo,
+                    ERDoubleVec& x);
   // The Newton attempts from SolutionInitiale on the function cross * rotationOf(x): leaves the
   // parameters in x and answers Resoudre's code.
   int converge(ERDoubleVec& x);
@@ -241,9 +210,13 @@ class ERIsometrieApplier {
 
  private:
   ERPmIsometrie3D iso;
-  bool isFrame;
+
+ public:
+  // The parts the per-pair passes apply themselves, many points at a time: whether the handle is a
+  // change of frame, and then its matrix (row-major) and origin.
+  const bool isFrame;
   double m[9];
-  ERPoint3D t;
+  const ERPoint3D t;
 };
 
 // A series of doubles with its running mean, mean of squares, sample variance (divisor n - 1), minimum
@@ -292,139 +265,20 @@ class ERSerieStatistique {
     }
     return n;
   }
+
+ public:
   // The sample variance of a series of n values, from the running means rather than from the stored
-  // values (kept as it is); a single value leaves it as it was.
+  // values (kept as it is); a single value leaves it as it was. For code that updates the running
+  // fields itself, as Add does.
   void settleVariance(double n) {
     if (n > 1) variance = (meanSquare * n - n * mean * mean) / (n - 1);
   }
 };
 
-// ---------------------------------------------------------------------------------------------
-// The solvers' templated paths, in-line so that any source of pairs can be read in place.
-
-template <class Pairs>
-struct DegauLibreSystem::InitialPairs {
-  const Pairs& pairs;
-  ERPoint3D bFrom, bTo;
-  ERIsometrieApplier initial;
-  unsigned size() const { return pairs.size(); }
-  template <class F>
-  void forEachBlock(F f) const {
-    ERPairBlock block;
-    pairs.forEachBlock([&](unsigned first, unsigned count, const ERPoint3D* a, const ERPoint3D* b) {
-      for (unsigned start = 0; start < count; start += ERPairBlock::capacity) {
-        const unsigned m = ERMin(ERPairBlock::capacity, count - start);
-        for (unsigned j = 0; j < m; ++j) {
-          block.from[j] = initial(a[start + j] - bFrom);
-          block.to[j] = b[start + j] - bTo;
-        }
-        f(first + start, m, block.from, block.to);
-      }
-    });
-  }
-};
-
-template <class Pairs>
-int DegauLibreSystem::solveRigid(const Pairs& pairs, const ERPoint3D& bFrom, const ERPoint3D& bTo,
-                                 ERPmIsometrie3D& result) {
-  // Only the first three centred points take part in the closed form; the others are centred as the
-  // refinement takes them.
-  ERBestFit_Point3DVec leadFrom;
-  ERBestFit_Point3DVec leadTo;
-  for (unsigned i = 0; i < 3; ++i) {
-    leadFrom.append(pairs.from(i) - bFrom);
-    leadTo.append(pairs.to(i) - bTo);
-  }
-  initial = SolutionInitiale(leadFrom, leadTo);
-
-  const InitialPairs<Pairs> refined{pairs, bFrom, bTo, ERIsometrieApplier(initial)};
-  BestFitSolver refiner(0);
-  ERPoint3D refinedFrom, refinedTo;
-  ERDoubleVec x;
-  if (refiner.solveRotation(refined, refinedFrom, refinedTo, x) != 0) return -1;
-  composeSolution(refiner, x, refinedFrom, refinedTo, bFrom, bTo, result);
-  return 0;
-}
-
-template <class Pairs>
-int BestFitSolver::solveRotation(const Pairs& pairs, ERPoint3D& bFrom, ERPoint3D& bTo, ERDoubleVec& x) {
-  const unsigned n = pairs.size();
-  if (n < 3) return 2;
-  ERBarycentresOf(pairs, bFrom, bTo);
-  // The centred points a[i] = from[i] - bFrom and b[i] = to[i] - bTo are formed as they are used.
-
-  // The largest norm is the square root of the largest squared norm: the square root is monotonic and
-  // correctly rounded, so this is the same value with one square root instead of one per point.
-  double largest2 = 0;
-  pairs.forEachBlock([&](unsigned, unsigned count, const ERPoint3D* a, const ERPoint3D*) {
-    for (unsigned j = 0; j < count; ++j) largest2 = ERMax(largest2, ERVector3D(a[j] - bFrom).norme2());
-  });
-  scale = std::sqrt(largest2);
-  if (scale == 0.0) scale = 1.0;
-
-  // The running mean of the cross-product terms, starting from cross as it stands (not zeroed). Each
-  // block works on local copies of the matrix and of the weights, which the compiler can keep in
-  // registers since nothing else can write them.
-  double* stored = cross.mutableData();  // 3 x 9, row-major
-  double c[27];
-  for (int k = 0; k < 27; ++k) c[k] = stored[k];
-  double keep = 1.0;
-  double add = 1.0;
-  const double s = scale;
-  pairs.forEachBlock([&](unsigned first, unsigned count, const ERPoint3D* a, const ERPoint3D* b) {
-    // The 18 entries that move, two to a register: for column group k, u[k] holds (1, k) and (0, k + 6),
-    // v[k] holds (2, k) and (0, k + 3), w[k] holds (2, k + 3) and (1, k + 6). A subtracted term is added
-    // negated, which is the same operation to the bit.
-    ERDoublePair u[3], v[3], w[3];
-    for (int k = 0; k < 3; ++k) {
-      u[k] = ERDoublePair{c[9 + k], c[k + 6]};
-      v[k] = ERDoublePair{c[18 + k], c[k + 3]};
-      w[k] = ERDoublePair{c[18 + k + 3], c[9 + k + 6]};
-    }
-    double kp = keep;
-    double ad = add;
-    const ERDoublePair scales = {s, s};
-    for (unsigned j = 0; j < count; ++j) {
-      // A = (a[j] - bFrom) / s and B = (b[j] - bTo) / s, two coordinates a division.
-      const ERPoint3D& p = a[j];
-      const ERPoint3D& q = b[j];
-      const ERDoublePair axy = ERDoublePair{p[X3D] - bFrom[X3D], p[Y3D] - bFrom[Y3D]} / scales;
-      const ERDoublePair azbx = ERDoublePair{p[Z3D] - bFrom[Z3D], q[X3D] - bTo[X3D]} / scales;
-      const ERDoublePair byz = ERDoublePair{q[Y3D] - bTo[Y3D], q[Z3D] - bTo[Z3D]} / scales;
-      const double A[3] = {axy[0], axy[1], azbx[0]};
-      const double bx = ad * azbx[1];
-      const double by = ad * byz[0];
-      const double bz = ad * byz[1];
-      const ERDoublePair keepBoth = {kp, kp};
-      const ERDoublePair forU = {bz, by};    // + add B.z A[k] into (1, k), + add B.y A[k] into (0, k + 6)
-      const ERDoublePair forV = {-by, -bz};  // - add B.y A[k] from (2, k), - add B.z A[k] from (0, k + 3)
-      const ERDoublePair forW = {bx, -bx};   // + add B.x A[k] into (2, k + 3), - add B.x A[k] from (1, k + 6)
-      for (int k = 0; k < 3; ++k) {
-        const ERDoublePair ak = {A[k], A[k]};
-        u[k] = keepBoth * u[k] + forU * ak;
-        v[k] = keepBoth * v[k] + forV * ak;
-        w[k] = keepBoth * w[k] + forW * ak;
-      }
-      // keep = (i + 1) / (i + 2) and add = 1 / (i + 2) for the next pair, in one division.
-      const double next = static_cast<double>(first + j + 2);
-      const ERDoublePair weights =
-          ERDoublePair{static_cast<double>(first + j + 1), 1.0} / ERDoublePair{next, next};
-      kp = weights[0];
-      ad = weights[1];
-    }
-    for (int k = 0; k < 3; ++k) {
-      c[9 + k] = u[k][0];
-      c[k + 6] = u[k][1];
-      c[18 + k] = v[k][0];
-      c[k + 3] = v[k][1];
-      c[18 + k + 3] = w[k][0];
-      c[9 + k + 6] = w[k][1];
-    }
-    keep = kp;
-    add = ad;
-  });
-  for (int k = 0; k < 27; ++k) stored[k] = c[k];
-  return converge(x);
-}
+// The widest vectors, in doubles, the solvers' per-pair passes may use: 0 (the default) lets the
+// processor decide (8 with AVX-512, 4 with AVX2, 2 otherwise); 2, 4 or 8 caps the width, never beyond
+// what the processor offers. Every width gives the same results to the bit; the setting is for
+// measuring and testing them. Answers the width now in use.
+unsigned ERSetVectorWidth(unsigned widest);
 
 #endif

@@ -9,6 +9,7 @@
 #include "velmora/matrix.h"
 #include "velmora/pseurot.h"
 #include "velmora/transf3d.h"
+#include "pairpasses.h"
 
 #define ER_THIS_UNIT "source/align/slvbstft"
 
@@ -133,7 +134,8 @@ int BestFitSolver::converge(ERDoubleVec& x) {
 int BestFitSolver::Resoudre(ERPmIsometrie3D& result) {
   ERPoint3D bFrom, bTo;
   ERDoubleVec x;
-  const int code = solveRotation(ERStoredPairs{from, to}, bFrom, bTo, x);
+  const int code = solveRotation(ERStoredPairs{from, to}, ERPairCentring{nullptr, {}, {}}, bFrom,
+                                 bTo, x);
   if (code != 0) return code;
   result = ConstitueSolution(x);
   return 0;
@@ -198,7 +200,13 @@ int DegauLibreSystem::Resoudre(ERPmIsometrie3D& result) {
   // The closed form reads the first three points of each set; a shorter to is reported as its checked
   // read reports it, and the solve goes on as after that read.
   for (unsigned i = to.length(); i < 3; ++i) static_cast<void>(to[i]);
-  return solveRigid(ERStoredPairs{from, to}, from.GetBarycentre(), to.GetBarycentre(), result);
+  const ERStoredPairs pairs{from, to};
+  if (from.length() != to.length()) return solveRigid(pairs, from.GetBarycentre(), to.GetBarycentre(), result);
+  // Both barycentres in one pass, each summed in index order as GetBarycentre sums it.
+  double sum[6] = {0, 0, 0, 0, 0, 0};
+  ER_PAIR_PASS(sumCentred(from.data(), to.data(), pairs.size(), ERPairCentring{nullptr, {}, {}}, sum));
+  const double n = static_cast<double>(pairs.size());
+  return solveRigid(pairs, ERPoint3D(sum[0], sum[1], sum[2]) / n, ERPoint3D(sum[3], sum[4], sum[5]) / n, result);
 }
 
 void DegauLibreSystem::composeSolution(const BestFitSolver& refiner, const ERDoubleVec& x,

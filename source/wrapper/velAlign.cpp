@@ -7,6 +7,7 @@
 #include "velmora/slvbstft.h"
 #include "velmora/transf3d.h"
 #include "velmora/vector3d.h"
+#include "../align/pairpasses.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ int hasNonCollinearTriple(const giPoint3coPageArr& points, int first) {
 
 // The host point as a library point; the coordinates are read z first, each through the host's checked
 // accessor, which reports an invalid point and answers its stored value all the same.
-inline ERPoint3D toPoint(const giPoint3& p) {
+[[gnu::always_inline]] inline ERPoint3D toPoint(const giPoint3& p) {
   const double z = p.z();
   const double y = p.y();
   const double x = p.x();
@@ -46,63 +47,54 @@ inline ERPoint3D toPoint(const giPoint3& p) {
 }
 
 // The pairs of the host array read in place: pair i is (points[2i], points[2i + 1]), each point read as
-// the conversion reads it. Read only once every point of a pair is known to be valid (see
-// CheckedHostPairs), so that no read reports.
+// the conversion reads it. Read only once every point is known to be valid (see sumValidPairs), so that
+// no read reports.
 struct HostPairs {
   const giPoint3coPageArr& points;
   unsigned n;
   unsigned size() const { return n; }
   ERPoint3D from(unsigned i) const { return validPoint(points[static_cast<int>(2 * i)]); }
   ERPoint3D to(unsigned i) const { return validPoint(points[static_cast<int>(2 * i + 1)]); }
+  // Copies the pairs block by block, at most 256 at a time, and hands each block to f(first, count,
+  // from, to).
   template <class F>
   void forEachBlock(F f) const {
-    convertBlocks(f, false);
-  }
-  // Converts the pairs block by block and hands each block to f. When check is set, each block's
-  // points are tested first, and the conversion stops before a block holding an invalid point:
-  // answers 0 then, 1 when every block was handed on.
-  template <class F>
-  int convertBlocks(F f, bool check) const {
-    ERPairBlock block;
-    for (unsigned start = 0; start < n; start += ERPairBlock::capacity) {
-      const unsigned m = ERMin(ERPairBlock::capacity, n - start);
-      const int k0 = static_cast<int>(2 * start);
-      if (check)
-        for (int k = k0; k < k0 + static_cast<int>(2 * m); ++k)
-          if (points[k].invalid()) return 0;
+    static constexpr unsigned capacity = 256;
+    // Storage only: the points are written before they are read, so none is zero-filled first.
+    union Block {
+      Block() {}
+      ERPoint3D points[capacity];
+    } from, to;
+    for (unsigned start = 0; start < n; start += capacity) {
+      const unsigned m = ERMin(capacity, n - start);
       for (unsigned j = 0; j < m; ++j) {
-        const int k = k0 + static_cast<int>(2 * j);
-        block.from[j] = validPoint(points[k]);
-        block.to[j] = validPoint(points[k + 1]);
+        const int k = static_cast<int>(2 * (start + j));
+        from.points[j] = validPoint(points[k]);
+        to.points[j] = validPoint(points[k + 1]);
       }
-      f(start, m, block.from, block.to);
+      f(start, m, from.points, to.points);
     }
-    return 1;
   }
 };
 
-// The host pairs read for the first time: the same pairs, each block tested before it is read. At the
-// first block holding an invalid point the reading stops and valid becomes 0; what was worked out from
-// the pairs is then to be thrown away.
-struct CheckedHostPairs {
-  const HostPairs& pairs;
-  mutable int valid;
-  unsigned size() const { return pairs.size(); }
-  template <class F>
-  void forEachBlock(F f) const {
-    valid = pairs.convertBlocks(f, true);
+// The sums, in pair order, of the first points (sum[0..2]) and of the second points (sum[3..5]) of the
+// host pairs; 0, with the sums to be thrown away, as soon as a point of a pair is invalid.
+int sumValidPairs(const HostPairs& pairs, double sum[6]) {
+  double s[6] = {0, 0, 0, 0, 0, 0};
+  for (unsigned i = 0; i < pairs.n; ++i) {
+    const giPoint3& a = pairs.points[static_cast<int>(2 * i)];
+    const giPoint3& b = pairs.points[static_cast<int>(2 * i + 1)];
+    if (a.invalid() || b.invalid()) return 0;
+    const ERPoint3D p = validPoint(a), q = validPoint(b);
+    s[0] += p[X3D];
+    s[1] += p[Y3D];
+    s[2] += p[Z3D];
+    s[3] += q[X3D];
+    s[4] += q[Y3D];
+    s[5] += q[Z3D];
   }
-};
-
-// The residual distances of the pairs after the isometry, added in pair order to a reset series.
-template <class Pairs>
-void addResiduals(const Pairs& pairs, const ERPmIsometrie3D& isometry, ERSerieStatistique& residuals) {
-  residuals.Reset();
-  residuals.values.capacity(pairs.size());
-  const ERIsometrieApplier apply(isometry);
-  pairs.forEachBlock([&](unsigned, unsigned count, const ERPoint3D* from, const ERPoint3D* to) {
-    residuals.AddEach(count, [&](unsigned j) { return distance(to[j], apply(from[j])); });
-  });
+  for (int k = 0; k < 6; ++k) sum[k] = s[k];
+  return 1;
 }
 
 // The solved isometry written to the host's transform: its linear block
@@ -141,15 +133,17 @@ int velAlign::calc_align_transform(const giPoint3coPageArr& points, giXform3& xf
   ERSerieStatistique residuals;
   // The pairs are the points below count - 1, as the conversion reads them.
   const HostPairs pairs{points, static_cast<unsigned>(count / 2)};
-  const CheckedHostPairs firstReading{pairs, 1};
-  ERPoint3D bFrom, bTo;
-  ERBarycentresOf(firstReading, bFrom, bTo);
-  if (firstReading.valid) {
+  double sum[6];
+  if (sumValidPairs(pairs, sum)) {
     // Nothing to report: the pairs are read in place rather than copied into the system's vectors,
     // which is the same solve on the same values.
     if (pairs.size() < 3) return 0;
+    const double n = static_cast<double>(pairs.size());
+    const ERPoint3D bFrom = ERPoint3D(sum[0], sum[1], sum[2]) / n;
+    const ERPoint3D bTo = ERPoint3D(sum[3], sum[4], sum[5]) / n;
     if (system.solveRigid(pairs, bFrom, bTo, isometry) != 0) return 0;
-    addResiduals(pairs, isometry, residuals);
+    residuals.Reset();
+    ERAddResiduals(pairs, isometry, residuals);
   } else {
     // The conversion reports every invalid point, coordinate by coordinate, in pair order.
     ERBestFit_Point3DVec first;
@@ -162,7 +156,8 @@ int velAlign::calc_align_transform(const giPoint3coPageArr& points, giXform3& xf
     }
     system.AddPoints(first, second);  // every pair in index order
     if (system.Resoudre(isometry) != 0) return 0;
-    addResiduals(ERStoredPairs{first, second}, isometry, residuals);
+    residuals.Reset();
+    ERAddResiduals(ERStoredPairs{first, second}, isometry, residuals);
   }
   error = residuals.mean;
   writeTransform(isometry, xform);
