@@ -25,6 +25,10 @@ template <class F>
 [[gnu::always_inline]] inline V splat(double x) {
   return lanes([x](unsigned) { return x; });
 }
+// first, first + 1, ..., first + W - 1: whole numbers, exact in every lane.
+[[gnu::always_inline]] inline V counting(double first) {
+  return splat(first) + lanes([](unsigned j) { return static_cast<double>(j); });
+}
 
 typedef long long Index __attribute__((vector_size(8 * W)));
 template <std::size_t... J>
@@ -49,9 +53,40 @@ struct Lanes3 {
   V x, y, z;
 };
 
+// Coordinate c of point j sits at 3j + c of the 3W doubles of three vectors: in vector (3j + c) / W, lane
+// (3j + c) % W. As 3 and W have no common factor, the lanes of the W points are all different, so the
+// coordinate is gathered by two blends, which keep every lane in place, and one permutation.
+constexpr unsigned sourceOfLane(unsigned c, unsigned lane) {
+  unsigned j = 0;
+  while ((3 * j + c) % W != lane) ++j;
+  return (3 * j + c) / W;
+}
+template <std::size_t... L>
+constexpr Index blendMask(unsigned c, unsigned from, std::index_sequence<L...>) {
+  return Index{static_cast<long long>(sourceOfLane(c, L) == from ? W + L : L)...};
+}
+template <std::size_t... J>
+constexpr Index placeMask(unsigned c, std::index_sequence<J...>) {
+  return Index{static_cast<long long>((3 * J + c) % W)...};
+}
+// Coordinate c of the W points held, three doubles each, by v[0], v[1] and v[2] in turn.
+template <unsigned c>
+[[gnu::always_inline]] inline V coordinate(const V v[3]) {
+  constexpr Index take1 = blendMask(c, 1, std::make_index_sequence<W>());
+  constexpr Index take2 = blendMask(c, 2, std::make_index_sequence<W>());
+  constexpr Index place = placeMask(c, std::make_index_sequence<W>());
+  return __builtin_shuffle(__builtin_shuffle(__builtin_shuffle(v[0], v[1], take1), v[2], take2), place);
+}
+
 // Points first, ..., first + W - 1 of an array of points (three doubles each); lanes past last repeat
 // point last.
 [[gnu::always_inline]] inline Lanes3 loadPoints(const double* p, unsigned first, unsigned last) {
+  if (first + W - 1 <= last) {
+    typedef double Unaligned __attribute__((vector_size(8 * W), aligned(8)));
+    const Unaligned* q = reinterpret_cast<const Unaligned*>(p + 3 * first);
+    const V v[3] = {q[0], q[1], q[2]};
+    return {coordinate<0>(v), coordinate<1>(v), coordinate<2>(v)};
+  }
   unsigned at[W];
   for (unsigned j = 0; j < W; ++j) at[j] = 3 * ((first + j < last) ? first + j : last);
   return {lanes([&](unsigned j) { return p[at[j]]; }), lanes([&](unsigned j) { return p[at[j] + 1]; }),
@@ -90,6 +125,23 @@ struct Lanes3 {
 template <class Stage>
 [[gnu::always_inline]] inline void forEachChunk(unsigned n, Stage stage) {
   for (unsigned first = 0; first < n; first += W) stage(first, (n - first < W) ? n - first : W);
+}
+
+// Runs work(first, chunk) then fold(first, count, chunk) over the consecutive chunks of n pairs, working
+// out each chunk before folding the one before it: the vector work of a chunk then overlaps the serial
+// fold of the previous one instead of waiting for it.
+template <class Chunk, class Work, class Fold>
+[[gnu::always_inline]] inline void forEachChunkAhead(unsigned n, Work work, Fold fold) {
+  if (n == 0) return;
+  Chunk chunks[2];
+  work(0u, chunks[0]);
+  unsigned current = 0;
+  for (unsigned first = 0; first < n; first += W) {
+    const unsigned next = first + W;
+    if (next < n) work(next, chunks[1 - current]);
+    fold(first, (n - first < W) ? n - first : W, chunks[current]);
+    current = 1 - current;
+  }
 }
 
 }  // namespace
@@ -143,37 +195,46 @@ void crossMean(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned 
     w[k] = ERDoublePair{cross[18 + k + 3], cross[9 + k + 6]};
   }
   const V s = splat(scale);
-  forEachChunk(n, [&](unsigned first, unsigned count) {
+  // The terms of each pair in the order the registers take them: pair[3k], pair[3k + 1] and
+  // pair[3k + 2] hold, pair after pair, the two terms of u[k], v[k] and w[k]; keep is the weight of the
+  // running mean so far.
+  union Terms {
+    Terms() {}
+    V halves[9][2];
+    ERDoublePair pair[9][W];
+  };
+  struct Chunk {
+    Chunk() {}
+    Terms terms;
+    V keep;
+  };
+  auto work = [&](unsigned first, Chunk& out) {
     Lanes3 a, b;
     centredChunk(from, to, first, n - 1, c, a, b);
     const Lanes3 pa = less(a, cA), pb = less(b, cB);
     const V ax = pa.x / s, ay = pa.y / s, az = pa.z / s;
     // Pair i enters with keep = i / (i + 1) and add = 1 / (i + 1), the very first with keep = 1.
-    const V index = lanes([&](unsigned j) { return static_cast<double>(base + first + j); });
+    const V index = counting(static_cast<double>(base) + static_cast<double>(first));
     const V next = index + splat(1.0);
-    V keep = index / next;
+    out.keep = index / next;
     const V add = splat(1.0) / next;
-    if (base + first == 0) keep[0] = 1.0;
+    if (base + first == 0) out.keep[0] = 1.0;
     const V bx = add * (pb.x / s), by = add * (pb.y / s), bz = add * (pb.z / s);
-    // The terms of each pair in the order the registers take them: pair[3k], pair[3k + 1] and
-    // pair[3k + 2] hold, pair after pair, the two terms of u[k], v[k] and w[k].
-    union {
-      V halves[9][2];
-      ERDoublePair pair[9][W];
-    } terms;
     const V ak[3] = {ax, ay, az};
     for (int k = 0; k < 3; ++k) {
       const V z = bz * ak[k], y = by * ak[k], x = bx * ak[k];
-      interleave(z, y, terms.halves[3 * k]);
-      interleave(-y, -z, terms.halves[3 * k + 1]);
-      interleave(x, -x, terms.halves[3 * k + 2]);
+      interleave(z, y, out.terms.halves[3 * k]);
+      interleave(-y, -z, out.terms.halves[3 * k + 1]);
+      interleave(x, -x, out.terms.halves[3 * k + 2]);
     }
+  };
+  forEachChunkAhead<Chunk>(n, work, [&](unsigned, unsigned count, const Chunk& chunk) {
     for (unsigned j = 0; j < count; ++j) {
-      const ERDoublePair kp = {keep[j], keep[j]};
+      const ERDoublePair kp = {chunk.keep[j], chunk.keep[j]};
       for (int k = 0; k < 3; ++k) {
-        u[k] = kp * u[k] + terms.pair[3 * k][j];
-        v[k] = kp * v[k] + terms.pair[3 * k + 1][j];
-        w[k] = kp * w[k] + terms.pair[3 * k + 2][j];
+        u[k] = kp * u[k] + chunk.terms.pair[3 * k][j];
+        v[k] = kp * v[k] + chunk.terms.pair[3 * k + 1][j];
+        w[k] = kp * w[k] + chunk.terms.pair[3 * k + 2][j];
       }
     }
   });
@@ -200,7 +261,7 @@ void residuals(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned 
     const V dx = b.x - p.x, dy = b.y - p.y, dz = b.z - p.z;
     const V x = squareRoot((dx * dx + dy * dy) + dz * dz);
     // The count after each addition, and the shares of the new value and of the running means.
-    const V count1 = lanes([&](unsigned j) { return before + static_cast<double>(first + j + 1); });
+    const V count1 = counting(before + static_cast<double>(first + 1));
     const V keep = (count1 - splat(1.0)) / count1;
     const V share = x / count1, shareSquare = (x * x) / count1;
     for (unsigned j = 0; j < count; ++j) {
