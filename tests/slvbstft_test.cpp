@@ -7,6 +7,7 @@
 #include <Eigen/Dense>
 #include <Eigen/Geometry>
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <vector>
 
@@ -749,7 +750,10 @@ ERPmIsometrie3D literalSolve(const ERBestFit_Point3DVec& from, const ERBestFit_P
 
 TEST(DegauLibreSystemTest, ResoudreEqualsTheLiteralStepsBitForBit) {
   std::mt19937 rng(4242);
-  for (unsigned n : {3u, 4u, 17u, 250u, 3000u}) {
+  for (unsigned width : vtest::vectorWidths())
+  for (unsigned n : {3u, 4u, 7u, 17u, 250u, 3000u}) {
+    const vtest::VectorWidthCap cap(width);
+    SCOPED_TRACE(testing::Message() << "width " << cap.inUse);
     for (double angle : {0.3, 2.9}) {
       std::vector<Eigen::Vector3d> a, b;
       randomPairs(rng, n, randomMotion(rng, angle), 0.01, a, b);
@@ -765,6 +769,40 @@ TEST(DegauLibreSystemTest, ResoudreEqualsTheLiteralStepsBitForBit) {
       SCOPED_TRACE(n);
       expectSameBits(fast, literalSolve(from, to));
     }
+  }
+}
+
+TEST(ERSetVectorWidthTest, CapsTheWidthAndZeroLetsTheProcessorDecide) {
+  const unsigned widest = ERSetVectorWidth(0);
+  EXPECT_TRUE(widest == 2 || widest == 4 || widest == 8) << widest;
+  EXPECT_EQ(ERSetVectorWidth(2), 2u);
+  EXPECT_EQ(ERSetVectorWidth(3), 2u);  // rounded down to a width the passes have
+  EXPECT_EQ(ERSetVectorWidth(4), std::min(4u, widest));
+  EXPECT_EQ(ERSetVectorWidth(8), widest);
+  EXPECT_EQ(ERSetVectorWidth(100), widest);
+  EXPECT_EQ(ERSetVectorWidth(0), widest);
+}
+
+TEST(BestFitSolverTest, ResoudreIsTheSameAtEveryVectorWidth) {
+  // The solver on its own: barycentres, scale and running cross mean read the stored pairs directly.
+  std::mt19937 rng(515);
+  std::vector<Eigen::Vector3d> a, b;
+  randomPairs(rng, 1001, randomMotion(rng, 0.2), 0.01, a, b);
+  std::vector<ERPmIsometrie3D> results;
+  std::vector<std::vector<double>> crosses;
+  for (unsigned width : vtest::vectorWidths()) {
+    const vtest::VectorWidthCap cap(width);
+    BestFitSolver solver(0);
+    for (size_t i = 0; i < a.size(); ++i) solver.AddPoint(er(a[i] * 20.0), er(b[i] * 20.0));
+    ERPmIsometrie3D result;
+    ASSERT_EQ(solver.Resoudre(result), 0);
+    results.push_back(result);
+    crosses.emplace_back(solver.cross.data(), solver.cross.data() + 27);
+  }
+  for (size_t k = 1; k < results.size(); ++k) {
+    SCOPED_TRACE(k);
+    expectSameBits(results[k], results[0]);
+    for (int e = 0; e < 27; ++e) EXPECT_EQ(std::memcmp(&crosses[k][e], &crosses[0][e], sizeof(double)), 0) << e;
   }
 }
 

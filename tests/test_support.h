@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "velmora/erconfig.h"
+#include "velmora/slvbstft.h"
 
 namespace vtest {
 
@@ -73,6 +74,19 @@ inline Reports parseReports(const std::string& err, const std::string& home) {
 inline bool contains(const std::string& haystack, const std::string& needle) {
   return haystack.find(needle) != std::string::npos;
 }
+
+// The vector widths the per-pair passes can be capped at; each gives the same results to the bit.
+inline std::vector<unsigned> vectorWidths() { return {2u, 4u, 8u}; }
+
+// Caps the width of the per-pair passes for the life of the object, then lets the processor decide
+// again.
+struct VectorWidthCap {
+  explicit VectorWidthCap(unsigned widest) : inUse(ERSetVectorWidth(widest)) {}
+  ~VectorWidthCap() { ERSetVectorWidth(0); }
+  VectorWidthCap(const VectorWidthCap&) = delete;
+  VectorWidthCap& operator=(const VectorWidthCap&) = delete;
+  unsigned inUse;
+};
 
 }  // namespace vtest
 

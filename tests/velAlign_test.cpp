@@ -452,16 +452,31 @@ giPoint3coPageArr randomPairs(unsigned pairs, double noise, double offset, unsig
 
 TEST(VelAlignTest, EqualsItsLiteralStepsBitForBit) {
   unsigned seed = 100;
-  // Sizes on both sides of the entry's block of 256 pairs.
-  for (unsigned pairs : {3u, 4u, 10u, 255u, 256u, 257u, 1000u, 4099u})
-    for (double noise : {0.0, 0.01})
-      for (double offset : {0.0, 1e4, 1e7}) {
-        const giPoint3coPageArr points = randomPairs(pairs, noise, offset, seed++);
-        SCOPED_TRACE(testing::Message() << pairs << " pairs, noise " << noise << ", offset " << offset);
-        const Outcome want = literalSteps(points);
-        ASSERT_EQ(want.result, 1);
-        expectSameBits(entry(points), want);
-      }
+  // Sizes on both sides of the passes' chunks of 2, 4 and 8 pairs and of a block of 256 pairs, at every
+  // vector width.
+  for (unsigned width : vtest::vectorWidths())
+    for (unsigned pairs : {3u, 4u, 5u, 9u, 10u, 255u, 256u, 257u, 1000u, 4099u})
+      for (double noise : {0.0, 0.01})
+        for (double offset : {0.0, 1e4, 1e7}) {
+          const giPoint3coPageArr points = randomPairs(pairs, noise, offset, seed++);
+          const vtest::VectorWidthCap cap(width);
+          SCOPED_TRACE(testing::Message() << pairs << " pairs, noise " << noise << ", offset " << offset
+                                          << ", width " << cap.inUse);
+          const Outcome want = literalSteps(points);
+          ASSERT_EQ(want.result, 1);
+          expectSameBits(entry(points), want);
+        }
+}
+
+TEST(VelAlignTest, LargeInputReadInPlaceEqualsItsLiteralStepsBitForBit) {
+  // Past 131072 pairs the entry reads the host array block by block instead of copying it once.
+  for (unsigned pairs : {131072u, 131073u, 140001u}) {
+    const giPoint3coPageArr points = randomPairs(pairs, 0.01, 1e4, pairs);
+    SCOPED_TRACE(pairs);
+    const Outcome want = literalSteps(points);
+    ASSERT_EQ(want.result, 1);
+    expectSameBits(entry(points), want);
+  }
 }
 
 TEST(VelAlignTest, OddCountEqualsItsLiteralStepsBitForBit) {

@@ -78,14 +78,17 @@ struct HostPairs {
 };
 
 // The sums, in pair order, of the first points (sum[0..2]) and of the second points (sum[3..5]) of the
-// host pairs; 0, with the sums to be thrown away, as soon as a point of a pair is invalid.
-int sumValidPairs(const HostPairs& pairs, double sum[6]) {
+// host pairs, each pair also handed to keep(from, to); 0, with the sums to be thrown away, at the first
+// pair holding an invalid point, which is not handed on.
+template <class Keep>
+int sumValidPairs(const HostPairs& pairs, double sum[6], Keep keep) {
   double s[6] = {0, 0, 0, 0, 0, 0};
   for (unsigned i = 0; i < pairs.n; ++i) {
     const giPoint3& a = pairs.points[static_cast<int>(2 * i)];
     const giPoint3& b = pairs.points[static_cast<int>(2 * i + 1)];
     if (a.invalid() || b.invalid()) return 0;
     const ERPoint3D p = validPoint(a), q = validPoint(b);
+    keep(p, q);
     s[0] += p[X3D];
     s[1] += p[Y3D];
     s[2] += p[Z3D];
@@ -96,6 +99,11 @@ int sumValidPairs(const HostPairs& pairs, double sum[6]) {
   for (int k = 0; k < 6; ++k) sum[k] = s[k];
   return 1;
 }
+
+// Up to this many pairs, the entry copies the host points once into the library's own vectors (what the
+// conversion does) and every later pass reads them there; above it, the pairs are read in place, block
+// by block, so that no array of the size of the input is made.
+const unsigned kCopiedPairs = 1u << 17;
 
 // The solved isometry written to the host's transform: its linear block
 // overwritten, then premultiplied by the translation.
@@ -133,24 +141,48 @@ int velAlign::calc_align_transform(const giPoint3coPageArr& points, giXform3& xf
   ERSerieStatistique residuals;
   // The pairs are the points below count - 1, as the conversion reads them.
   const HostPairs pairs{points, static_cast<unsigned>(count / 2)};
+  const bool copied = pairs.size() <= kCopiedPairs;
+  ERBestFit_Point3DVec first;
+  ERBestFit_Point3DVec second;
   double sum[6];
-  if (sumValidPairs(pairs, sum)) {
-    // Nothing to report: the pairs are read in place rather than copied into the system's vectors,
-    // which is the same solve on the same values.
+  int valid;
+  if (copied) {
+    first.resize(pairs.size());
+    second.resize(pairs.size());
+    ERPoint3D* a = pairs.size() != 0 ? &first[0] : nullptr;
+    ERPoint3D* b = pairs.size() != 0 ? &second[0] : nullptr;
+    unsigned kept = 0;
+    valid = sumValidPairs(pairs, sum, [&](const ERPoint3D& p, const ERPoint3D& q) {
+      a[kept] = p;
+      b[kept] = q;
+      ++kept;
+    });
+    first.troncat(kept);
+    second.troncat(kept);
+  } else {
+    valid = sumValidPairs(pairs, sum, [](const ERPoint3D&, const ERPoint3D&) {});
+  }
+  if (valid) {
+    // Nothing to report: the conversion's values, and the barycentres as the system sums them.
     if (pairs.size() < 3) return 0;
     const double n = static_cast<double>(pairs.size());
     const ERPoint3D bFrom = ERPoint3D(sum[0], sum[1], sum[2]) / n;
     const ERPoint3D bTo = ERPoint3D(sum[3], sum[4], sum[5]) / n;
-    if (system.solveRigid(pairs, bFrom, bTo, isometry) != 0) return 0;
     residuals.Reset();
-    ERAddResiduals(pairs, isometry, residuals);
+    if (copied) {
+      const ERStoredPairs stored{first, second};
+      if (system.solveRigid(stored, bFrom, bTo, isometry) != 0) return 0;
+      ERAddResiduals(stored, isometry, residuals);
+    } else {
+      if (system.solveRigid(pairs, bFrom, bTo, isometry) != 0) return 0;
+      ERAddResiduals(pairs, isometry, residuals);
+    }
   } else {
-    // The conversion reports every invalid point, coordinate by coordinate, in pair order.
-    ERBestFit_Point3DVec first;
-    ERBestFit_Point3DVec second;
+    // The conversion goes on from the first pair holding an invalid point, reporting every invalid point
+    // coordinate by coordinate in pair order; the pairs before it were copied without a report.
     first.capacity(static_cast<unsigned>(count / 2));
     second.capacity(static_cast<unsigned>(count / 2));
-    for (int k = 0; k < checkedCount(points) - 1; k += 2) {
+    for (int k = 2 * static_cast<int>(first.length()); k < checkedCount(points) - 1; k += 2) {
       first.append(toPoint(points[k]));
       second.append(toPoint(points[k + 1]));
     }
