@@ -371,12 +371,14 @@ struct Outcome {
 };
 
 // The entry's steps after the collinearity checks, one by one: the points copied into two vectors
-// (z, y, x through the host's accessors), one AddPoint per pair, Resoudre, one Add per residual, the
+// reserved at half the point count (z, y, x through the host's accessors), one AddPoint per pair, Resoudre, one Add per residual, the
 // linear block set element by element and the translation premultiplied.
 Outcome literalSteps(const giPoint3coPageArr& points) {
   Outcome out;
   out.reports = vtest::captureStderr([&] {
     ERBestFit_Point3DVec first, second;
+    first.capacity(static_cast<unsigned>(points.count() / 2));
+    second.capacity(static_cast<unsigned>(points.count() / 2));
     for (int k = 0; k < points.count() - 1; k += 2) {
       for (int side = 0; side < 2; ++side) {
         const giPoint3& p = points[k + side];
@@ -470,7 +472,7 @@ TEST(VelAlignTest, EqualsItsLiteralStepsBitForBit) {
 
 TEST(VelAlignTest, LargeInputReadInPlaceEqualsItsLiteralStepsBitForBit) {
   // Past 131072 pairs the entry reads the host array block by block instead of copying it once.
-  for (unsigned pairs : {131072u, 131073u, 140001u}) {
+  for (unsigned pairs : {131072u, 131073u}) {
     const giPoint3coPageArr points = randomPairs(pairs, 0.01, 1e4, pairs);
     SCOPED_TRACE(pairs);
     const Outcome want = literalSteps(points);

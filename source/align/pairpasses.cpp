@@ -29,14 +29,9 @@ void ERPassFrame::applyHandle(const ERPassFrame& f, double x, double y, double z
 
 namespace erpasses {
 
+// Each width in its own namespace, compiled for the instruction set it needs.
 namespace w2 {
 constexpr unsigned W = 2;
-typedef double V __attribute__((vector_size(8 * W)));
-#if ER_PAIRPASSES_WIDE
-[[gnu::always_inline]] inline V squareRoot(V x) { return reinterpret_cast<V>(_mm_sqrt_pd(reinterpret_cast<__m128d>(x))); }
-#else
-[[gnu::always_inline]] inline V squareRoot(V x) { return V{std::sqrt(x[0]), std::sqrt(x[1])}; }
-#endif
 #include "pairpasses.inl"
 }  // namespace w2
 
@@ -45,10 +40,6 @@ typedef double V __attribute__((vector_size(8 * W)));
 #pragma GCC target("avx2")
 namespace w4 {
 constexpr unsigned W = 4;
-typedef double V __attribute__((vector_size(8 * W)));
-[[gnu::always_inline]] inline V squareRoot(V x) {
-  return reinterpret_cast<V>(_mm256_sqrt_pd(reinterpret_cast<__m256d>(x)));
-}
 #include "pairpasses.inl"
 }  // namespace w4
 #pragma GCC pop_options
@@ -57,12 +48,6 @@ typedef double V __attribute__((vector_size(8 * W)));
 #pragma GCC target("avx512f")
 namespace w8 {
 constexpr unsigned W = 8;
-typedef double V __attribute__((vector_size(8 * W)));
-// The masked form with every lane selected: _mm512_sqrt_pd without its undefined pass-through operand.
-[[gnu::always_inline]] inline V squareRoot(V x) {
-  return reinterpret_cast<V>(__builtin_ia32_sqrtpd512_mask(reinterpret_cast<__v8df>(x), reinterpret_cast<__v8df>(x),
-                                                           static_cast<__mmask8>(-1), _MM_FROUND_CUR_DIRECTION));
-}
 #include "pairpasses.inl"
 }  // namespace w8
 #pragma GCC pop_options

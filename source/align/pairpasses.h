@@ -113,7 +113,10 @@ void ERAddResiduals(const Pairs& pairs, const ERPmIsometrie3D& isometry, ERSerie
   const unsigned n = pairs.size();
   if (n == 0) return;
   const unsigned before = series.values.length();
-  series.values.resize(before + n);
+  if (before == 0)
+    series.values = ERDoubleVec(n);  // zero-filled in one go, then overwritten
+  else
+    series.values.resize(before + n);
   double* values = &series.values[before];
   const ERIsometrieApplier apply(isometry);
   const ERPassFrame frame(apply);

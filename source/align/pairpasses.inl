@@ -1,7 +1,6 @@
 // The per-pair passes of the rigid solve, written once for a vector of W doubles. pairpasses.cpp
-// includes this file once per width, each time inside its own namespace that defines W, the vector V
-// of W doubles and its squareRoot, under the instruction set that width needs; it includes nothing
-// itself. The passes read plain doubles and call no in-line function of the library, so that nothing
+// includes this file once per width, each time inside its own namespace that defines W, under the
+// instruction set that width needs; it includes nothing itself. The passes read plain doubles and call no in-line function of the library, so that nothing
 // compiled for another instruction set has to be in-lined into them.
 //
 // Every pass has two stages per chunk of W pairs: a vector stage that works out, lane by lane, what
@@ -12,6 +11,27 @@
 // of a block repeat that pair and are never folded in.
 
 namespace {
+
+typedef double V __attribute__((vector_size(8 * W)));
+
+// The square root of every lane, correctly rounded as std::sqrt is, in one instruction.
+template <unsigned Width = W>
+[[gnu::always_inline]] inline V squareRoot(V x) {
+#if ER_PAIRPASSES_WIDE
+  if constexpr (Width == 8)
+    // The masked form with every lane selected: _mm512_sqrt_pd without its undefined pass-through.
+    return reinterpret_cast<V>(__builtin_ia32_sqrtpd512_mask(reinterpret_cast<__v8df>(x), reinterpret_cast<__v8df>(x),
+                                                             static_cast<__mmask8>(-1), _MM_FROUND_CUR_DIRECTION));
+  else if constexpr (Width == 4)
+    return reinterpret_cast<V>(_mm256_sqrt_pd(reinterpret_cast<__m256d>(x)));
+  else
+    return reinterpret_cast<V>(_mm_sqrt_pd(reinterpret_cast<__m128d>(x)));
+#else
+  V r;
+  for (unsigned j = 0; j < Width; ++j) r[j] = std::sqrt(x[j]);
+  return r;
+#endif
+}
 
 template <class F, std::size_t... J>
 [[gnu::always_inline]] inline V lanesOf(F f, std::index_sequence<J...>) {
@@ -41,6 +61,41 @@ constexpr Index interleaveMask(unsigned half, std::index_sequence<J...>) {
   constexpr Index high = interleaveMask(1, std::make_index_sequence<W>());
   out[0] = __builtin_shuffle(x, y, low);
   out[1] = __builtin_shuffle(x, y, high);
+}
+
+template <unsigned h, std::size_t... L>
+constexpr Index transposeMask(bool second, std::index_sequence<L...>) {
+  return Index{static_cast<long long>(
+      second ? (((L & h) == 0) ? L + h : W + L) : (((L & h) == 0) ? L : W + L - h))...};
+}
+// One step of the transposition: half-blocks of h lanes exchanged between vectors h apart.
+template <unsigned h>
+[[gnu::always_inline]] inline void transposeStep(V r[W]) {
+  constexpr Index keep = transposeMask<h>(false, std::make_index_sequence<W>());
+  constexpr Index take = transposeMask<h>(true, std::make_index_sequence<W>());
+  for (unsigned i = 0; i < W; ++i)
+    if ((i & h) == 0) {
+      const V a = r[i], b = r[i + h];
+      r[i] = __builtin_shuffle(a, b, keep);
+      r[i + h] = __builtin_shuffle(a, b, take);
+    }
+}
+// Transposes the W x W block r in place: lane j of r[c] becomes lane c of r[j].
+[[gnu::always_inline]] inline void transpose(V r[W]) {
+  if constexpr (W > 1) transposeStep<1>(r);
+  if constexpr (W > 2) transposeStep<2>(r);
+  if constexpr (W > 4) transposeStep<4>(r);
+}
+
+// Runs f(j) for j = 0, ..., count - 1, unrolled when the chunk is whole.
+template <class F>
+[[gnu::always_inline]] inline void forEachLane(unsigned count, F f) {
+  if (count == W) {
+#pragma GCC unroll 8
+    for (unsigned j = 0; j < W; ++j) f(j);
+  } else {
+    for (unsigned j = 0; j < count; ++j) f(j);
+  }
 }
 
 // The larger and the smaller of a and b as ERMax and ERMin choose them (ties and unordered pairs give
@@ -150,20 +205,25 @@ void sumCentred(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned
                 double sum[6]) {
   const double* from = reinterpret_cast<const double*>(fromPoints);
   const double* to = reinterpret_cast<const double*>(toPoints);
-  double s[6] = {sum[0], sum[1], sum[2], sum[3], sum[4], sum[5]};
+  // The six sums lie along the lanes of `groups` vectors (lanes past the sixth stay zero); each chunk is
+  // transposed so that a pair's six coordinates are added to them in one go per vector, every lane still
+  // summing its own coordinate in pair order.
+  constexpr unsigned groups = (6 + W - 1) / W;
+  V total[groups];
+  for (unsigned g = 0; g < groups; ++g)
+    total[g] = lanes([&](unsigned l) { return (g * W + l < 6) ? sum[g * W + l] : 0.0; });
   forEachChunk(n, [&](unsigned first, unsigned count) {
     Lanes3 a, b;
     centredChunk(from, to, first, n - 1, c, a, b);
-    for (unsigned j = 0; j < count; ++j) {
-      s[0] += a.x[j];
-      s[1] += a.y[j];
-      s[2] += a.z[j];
-      s[3] += b.x[j];
-      s[4] += b.y[j];
-      s[5] += b.z[j];
-    }
+    V rows[groups * W];
+    const V coordinates[6] = {a.x, a.y, a.z, b.x, b.y, b.z};
+    for (unsigned k = 0; k < groups * W; ++k) rows[k] = (k < 6) ? coordinates[k] : splat(0.0);
+    for (unsigned g = 0; g < groups; ++g) transpose(rows + g * W);
+    forEachLane(count, [&](unsigned j) {
+      for (unsigned g = 0; g < groups; ++g) total[g] += rows[g * W + j];
+    });
   });
-  for (int k = 0; k < 6; ++k) sum[k] = s[k];
+  for (unsigned k = 0; k < 6; ++k) sum[k] = total[k / W][k % W];
 }
 
 void largestNorme2(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned n, const ERPairCentring& c,
@@ -185,28 +245,24 @@ void crossMean(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned 
                const ERPairCentring& c, const double cA[3], const double cB[3], double scale, double cross[27]) {
   const double* from = reinterpret_cast<const double*>(fromPoints);
   const double* to = reinterpret_cast<const double*>(toPoints);
-  // The 18 entries that move, two to a register: for column group k, u[k] holds (1, k) and (0, k + 6),
-  // v[k] holds (2, k) and (0, k + 3), w[k] holds (2, k + 3) and (1, k + 6). A subtracted term is added
-  // negated, which is the same operation to the bit.
-  ERDoublePair u[3], v[3], w[3];
-  for (int k = 0; k < 3; ++k) {
-    u[k] = ERDoublePair{cross[9 + k], cross[k + 6]};
-    v[k] = ERDoublePair{cross[18 + k], cross[k + 3]};
-    w[k] = ERDoublePair{cross[18 + k + 3], cross[9 + k + 6]};
+  // Pair i brings nine products t = (add B.z A[k], add B.y A[k], add B.x A[k]) for k = 0, 1, 2, in that
+  // order. Each product is added to one entry of cross and subtracted from another, so the 18 entries
+  // that move are kept in two rows of nine, plus and minus, lane l of each receiving +t[l] and -t[l]:
+  const int plus[9] = {9, 10, 11, 6, 7, 8, 21, 22, 23};    // (1, k), (0, k + 6), (2, k + 3)
+  const int minus[9] = {3, 4, 5, 18, 19, 20, 15, 16, 17};  // (0, k + 3), (2, k), (1, k + 6)
+  // The first eight lanes of each row in 8 / W vectors, the ninth alone.
+  constexpr unsigned groups = 8 / W;
+  V up[groups], down[groups];
+  for (unsigned g = 0; g < groups; ++g) {
+    up[g] = lanes([&](unsigned l) { return cross[plus[g * W + l]]; });
+    down[g] = lanes([&](unsigned l) { return cross[minus[g * W + l]]; });
   }
+  double up8 = cross[plus[8]], down8 = cross[minus[8]];
   const V s = splat(scale);
-  // The terms of each pair in the order the registers take them: pair[3k], pair[3k + 1] and
-  // pair[3k + 2] hold, pair after pair, the two terms of u[k], v[k] and w[k]; keep is the weight of the
-  // running mean so far.
-  union Terms {
-    Terms() {}
-    V halves[9][2];
-    ERDoublePair pair[9][W];
-  };
   struct Chunk {
-    Chunk() {}
-    Terms terms;
-    V keep;
+    V rows[8];  // transposed: the first eight products of pair j along rows[j / W * W ... ]
+    V last;     // the ninth product of each pair
+    V keep;     // the weight of the running mean so far
   };
   auto work = [&](unsigned first, Chunk& out) {
     Lanes3 a, b;
@@ -220,32 +276,31 @@ void crossMean(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned 
     const V add = splat(1.0) / next;
     if (base + first == 0) out.keep[0] = 1.0;
     const V bx = add * (pb.x / s), by = add * (pb.y / s), bz = add * (pb.z / s);
-    const V ak[3] = {ax, ay, az};
-    for (int k = 0; k < 3; ++k) {
-      const V z = bz * ak[k], y = by * ak[k], x = bx * ak[k];
-      interleave(z, y, out.terms.halves[3 * k]);
-      interleave(-y, -z, out.terms.halves[3 * k + 1]);
-      interleave(x, -x, out.terms.halves[3 * k + 2]);
-    }
+    const V products[9] = {bz * ax, bz * ay, bz * az, by * ax, by * ay, by * az, bx * ax, bx * ay, bx * az};
+    for (unsigned k = 0; k < 8; ++k) out.rows[k] = products[k];
+    for (unsigned g = 0; g < groups; ++g) transpose(out.rows + g * W);
+    out.last = products[8];
   };
   forEachChunkAhead<Chunk>(n, work, [&](unsigned, unsigned count, const Chunk& chunk) {
-    for (unsigned j = 0; j < count; ++j) {
-      const ERDoublePair kp = {chunk.keep[j], chunk.keep[j]};
-      for (int k = 0; k < 3; ++k) {
-        u[k] = kp * u[k] + chunk.terms.pair[3 * k][j];
-        v[k] = kp * v[k] + chunk.terms.pair[3 * k + 1][j];
-        w[k] = kp * w[k] + chunk.terms.pair[3 * k + 2][j];
+    forEachLane(count, [&](unsigned j) {
+      const double k = chunk.keep[j];
+      const V kp = splat(k);
+      for (unsigned g = 0; g < groups; ++g) {
+        // Lanes g * W ... of the rows of pair j: vector j of block g.
+        const V t = chunk.rows[g * W + j];
+        up[g] = kp * up[g] + t;
+        down[g] = kp * down[g] - t;
       }
-    }
+      up8 = k * up8 + chunk.last[j];
+      down8 = k * down8 - chunk.last[j];
+    });
   });
-  for (int k = 0; k < 3; ++k) {
-    cross[9 + k] = u[k][0];
-    cross[k + 6] = u[k][1];
-    cross[18 + k] = v[k][0];
-    cross[k + 3] = v[k][1];
-    cross[18 + k + 3] = w[k][0];
-    cross[9 + k + 6] = w[k][1];
+  for (unsigned l = 0; l < 8; ++l) {
+    cross[plus[l]] = up[l / W][l % W];
+    cross[minus[l]] = down[l / W][l % W];
   }
+  cross[plus[8]] = up8;
+  cross[minus[8]] = down8;
 }
 
 void residuals(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned n, const ERPassFrame& f,
@@ -255,26 +310,46 @@ void residuals(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned 
   const double before = series.count;
   ERDoublePair means = {series.mean, series.meanSquare};
   double low = series.min, high = series.max;
-  forEachChunk(n, [&](unsigned first, unsigned count) {
+  struct Chunk {
+    V x;  // the distances
+    union {
+      V halves[2];
+      ERDoublePair pair[W];  // the shares of each distance in the mean and in the mean of squares
+    } shares;
+    V keep;  // the weight of the running means so far
+  };
+  auto work = [&](unsigned first, Chunk& out) {
     const Lanes3 p = moved(f, loadPoints(from, first, n - 1));
     const Lanes3 b = loadPoints(to, first, n - 1);
     const V dx = b.x - p.x, dy = b.y - p.y, dz = b.z - p.z;
-    const V x = squareRoot((dx * dx + dy * dy) + dz * dz);
+    out.x = squareRoot((dx * dx + dy * dy) + dz * dz);
     // The count after each addition, and the shares of the new value and of the running means.
     const V count1 = counting(before + static_cast<double>(first + 1));
-    const V keep = (count1 - splat(1.0)) / count1;
-    const V share = x / count1, shareSquare = (x * x) / count1;
-    for (unsigned j = 0; j < count; ++j) {
-      values[first + j] = x[j];
-      means = ERDoublePair{share[j], shareSquare[j]} + means * ERDoublePair{keep[j], keep[j]};
-      if (count1[j] <= 1) {
-        high = x[j];
-        low = x[j];
-      } else {
-        high = larger(high, x[j]);
-        low = smaller(low, x[j]);
-      }
+    out.keep = (count1 - splat(1.0)) / count1;
+    interleave(out.x / count1, (out.x * out.x) / count1, out.shares.halves);
+  };
+  forEachChunkAhead<Chunk>(n, work, [&](unsigned first, unsigned count, const Chunk& chunk) {
+    unsigned j = 0;
+    if (before == 0 && first == 0) {
+      // The first value of the series is its minimum and its maximum.
+      means = chunk.shares.pair[0] + means * ERDoublePair{chunk.keep[0], chunk.keep[0]};
+      high = chunk.x[0];
+      low = chunk.x[0];
+      j = 1;
     }
+    auto fold = [&](unsigned i) {
+      means = chunk.shares.pair[i] + means * ERDoublePair{chunk.keep[i], chunk.keep[i]};
+      high = larger(high, chunk.x[i]);
+      low = smaller(low, chunk.x[i]);
+    };
+    if (j == 0)
+      forEachLane(count, fold);
+    else
+      for (; j < count; ++j) fold(j);
+    if (count == W)
+      __builtin_memcpy(values + first, &chunk.x, sizeof chunk.x);
+    else
+      for (unsigned k = 0; k < count; ++k) values[first + k] = chunk.x[k];
   });
   series.count = before + n;
   series.mean = means[0];

@@ -82,20 +82,19 @@ struct HostPairs {
 // pair holding an invalid point, which is not handed on.
 template <class Keep>
 int sumValidPairs(const HostPairs& pairs, double sum[6], Keep keep) {
-  double s[6] = {0, 0, 0, 0, 0, 0};
+  // Two coordinates to a register, each lane summed in pair order as a scalar sum would be.
+  ERDoublePair s01 = {0, 0}, s23 = {0, 0}, s45 = {0, 0};
   for (unsigned i = 0; i < pairs.n; ++i) {
     const giPoint3& a = pairs.points[static_cast<int>(2 * i)];
     const giPoint3& b = pairs.points[static_cast<int>(2 * i + 1)];
     if (a.invalid() || b.invalid()) return 0;
     const ERPoint3D p = validPoint(a), q = validPoint(b);
     keep(p, q);
-    s[0] += p[X3D];
-    s[1] += p[Y3D];
-    s[2] += p[Z3D];
-    s[3] += q[X3D];
-    s[4] += q[Y3D];
-    s[5] += q[Z3D];
+    s01 += ERDoublePair{p[X3D], p[Y3D]};
+    s23 += ERDoublePair{p[Z3D], q[X3D]};
+    s45 += ERDoublePair{q[Y3D], q[Z3D]};
   }
+  const double s[6] = {s01[0], s01[1], s23[0], s23[1], s45[0], s45[1]};
   for (int k = 0; k < 6; ++k) sum[k] = s[k];
   return 1;
 }
@@ -142,13 +141,12 @@ int velAlign::calc_align_transform(const giPoint3coPageArr& points, giXform3& xf
   // The pairs are the points below count - 1, as the conversion reads them.
   const HostPairs pairs{points, static_cast<unsigned>(count / 2)};
   const bool copied = pairs.size() <= kCopiedPairs;
-  ERBestFit_Point3DVec first;
-  ERBestFit_Point3DVec second;
+  // Zero-filled in one go, then overwritten pair by pair.
+  ERBestFit_Point3DVec first(copied ? pairs.size() : 0u);
+  ERBestFit_Point3DVec second(copied ? pairs.size() : 0u);
   double sum[6];
   int valid;
   if (copied) {
-    first.resize(pairs.size());
-    second.resize(pairs.size());
     ERPoint3D* a = pairs.size() != 0 ? &first[0] : nullptr;
     ERPoint3D* b = pairs.size() != 0 ? &second[0] : nullptr;
     unsigned kept = 0;
