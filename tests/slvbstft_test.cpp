@@ -806,6 +806,61 @@ TEST(BestFitSolverTest, ResoudreIsTheSameAtEveryVectorWidth) {
   }
 }
 
+// Scale and cross exactly as the solver defines them: the largest norm of the centred first points,
+// and the running mean of the six products per column group with the weights keep and add.
+void literalScaleAndCross(const ERBestFit_Point3DVec& from, const ERBestFit_Point3DVec& to, double& scale,
+                          ERDoubleMatrix& cross) {
+  const ERPoint3D bFrom = from.GetBarycentre(), bTo = to.GetBarycentre();
+  scale = 0;
+  for (unsigned i = 0; i < from.length(); ++i) scale = ERMax(scale, ERVector3D(from[i] - bFrom).norme());
+  if (scale == 0.0) scale = 1.0;
+  cross = ERDoubleMatrix(3, 9);
+  double keep = 1.0, add = 1.0;
+  for (unsigned i = 0; i < from.length(); ++i) {
+    const ERPoint3D A = (from[i] - bFrom) / scale, B = (to[i] - bTo) / scale;
+    for (unsigned k = 0; k < 3; ++k) {
+      const double a = A[static_cast<Coord3D>(k)];
+      cross(1, k) = keep * cross(1, k) + add * B[Z3D] * a;
+      cross(2, k) = keep * cross(2, k) - add * B[Y3D] * a;
+      cross(0, k + 3) = keep * cross(0, k + 3) - add * B[Z3D] * a;
+      cross(2, k + 3) = keep * cross(2, k + 3) + add * B[X3D] * a;
+      cross(0, k + 6) = keep * cross(0, k + 6) + add * B[Y3D] * a;
+      cross(1, k + 6) = keep * cross(1, k + 6) - add * B[X3D] * a;
+    }
+    keep = static_cast<double>(i + 1) / static_cast<double>(i + 2);
+    add = 1.0 / static_cast<double>(i + 2);
+  }
+}
+
+TEST(BestFitSolverTest, ScaleAndCrossAreTheirDefinitionsBitForBit) {
+  // At every vector width, on both sides of the chunks, and with a point that is not a number or
+  // infinite in the middle (the largest norm then depends on the order of the pairs).
+  std::mt19937 rng(616);
+  std::uniform_real_distribution<double> u(-300.0, 300.0);
+  for (unsigned width : vtest::vectorWidths())
+    for (unsigned n : {3u, 8u, 9u, 20u, 1001u})
+      for (double odd : {0.0, std::nan(""), HUGE_VAL}) {
+        const vtest::VectorWidthCap cap(width);
+        SCOPED_TRACE(testing::Message() << "width " << cap.inUse << ", " << n << " pairs, odd " << odd);
+        ERBestFit_Point3DVec from, to;
+        BestFitSolver solver(0);
+        for (unsigned i = 0; i < n; ++i) {
+          from.append(ERPoint3D(u(rng), u(rng), (odd != 0.0 && i == n / 2) ? odd : u(rng)));
+          to.append(ERPoint3D(u(rng), u(rng), u(rng)));
+          solver.AddPoint(from[i], to[i]);
+        }
+        ERPmIsometrie3D result;
+        solver.Resoudre(result);
+        double scale = 0;
+        ERDoubleMatrix cross;
+        literalScaleAndCross(from, to, scale, cross);
+        EXPECT_EQ(std::memcmp(&solver.scale, &scale, sizeof scale), 0) << solver.scale << " vs " << scale;
+        for (unsigned e = 0; e < 27; ++e)
+          EXPECT_EQ(std::memcmp(solver.cross.data() + e, cross.data() + e, sizeof(double)), 0)
+              << e << ": " << solver.cross.data()[e] << " vs " << cross.data()[e];
+      }
+}
+
 TEST(ERSerieStatistiqueTest, AddEachEqualsAddOneByOneBitForBit) {
   std::mt19937 rng(77);
   std::uniform_real_distribution<double> u(0.0, 3.0);
