@@ -230,32 +230,15 @@ void largestNorme2(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsig
                    const double centre[3], double& largest) {
   const double* from = reinterpret_cast<const double*>(fromPoints);
   const double* to = reinterpret_cast<const double*>(toPoints);
-  auto norme2Of = [&](unsigned first) {
+  double high = largest;
+  forEachChunk(n, [&](unsigned first, unsigned count) {
     Lanes3 a, b;
     centredChunk(from, to, first, n - 1, c, a, b);
     const Lanes3 d = less(a, centre);
-    return (d.x * d.x + d.y * d.y) + d.z * d.z;
-  };
-  // Without a NaN the fold is the largest value, whatever the order: each lane keeps its own largest
-  // (the lanes past the last pair repeat it, which changes no maximum) and the lanes are folded at the
-  // end. A NaN makes the order matter, and the pass is then folded again pair by pair.
-  V high = splat(largest);
-  Index unordered = high != high;
-  forEachChunk(n, [&](unsigned first, unsigned) {
-    const V norme2 = norme2Of(first);
-    unordered |= norme2 != norme2;
-    high = (high < norme2) ? norme2 : high;
+    const V norme2 = (d.x * d.x + d.y * d.y) + d.z * d.z;
+    for (unsigned j = 0; j < count; ++j) high = larger(high, norme2[j]);
   });
-  bool ordered = true;
-  for (unsigned j = 0; j < W; ++j) ordered = ordered && unordered[j] == 0;
-  if (ordered) {
-    for (unsigned j = 0; j < W; ++j) largest = larger(largest, high[j]);
-    return;
-  }
-  forEachChunk(n, [&](unsigned first, unsigned count) {
-    const V norme2 = norme2Of(first);
-    for (unsigned j = 0; j < count; ++j) largest = larger(largest, norme2[j]);
-  });
+  largest = high;
 }
 
 void crossMean(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned n, unsigned base,
