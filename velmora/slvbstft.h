@@ -40,7 +40,8 @@ class ERBestFit_Point3DVec : public ERPoint3DVec {
 };
 
 // A source of pairs, as the solvers' templated paths read them: size(), from(i) and to(i) for the two
-// points of pair i, and forEachBlock. Here the pairs (a[i], b[i]) of two point vectors, as many as the shorter holds.
+// points of pair i, and forEachBlock. Here the pairs (a[i], b[i]) of two point vectors, as many as the
+// shorter one holds.
 struct ERStoredPairs {
   const ERBestFit_Point3DVec& a;
   const ERBestFit_Point3DVec& b;
@@ -128,7 +129,6 @@ class DegauLibreSystem : public TransfoSolver {
   void composeSolution(const BestFitSolver& refiner, const ERDoubleVec& x, const ERPoint3D& refinedFrom,
                        const ERPoint3D& refinedTo, const ERPoint3D& bFrom, const ERPoint3D& bTo,
                        ERPmIsometrie3D& result) const;
-
 };
 
 // The least-squares rotation between two point sets, with the translation between their barycentres.
@@ -209,14 +209,13 @@ class ERIsometrieApplier {
   }
 
  private:
-  ERPmIsometrie3D iso;
+  // The per-pair passes take the matrix and origin over, to apply them many points at a time.
+  friend struct ERPassFrame;
 
- public:
-  // The parts the per-pair passes apply themselves, many points at a time: whether the handle is a
-  // change of frame, and then its matrix (row-major) and origin.
-  const bool isFrame;
+  ERPmIsometrie3D iso;
+  bool isFrame;
   double m[9];
-  const ERPoint3D t;
+  ERPoint3D t;
 };
 
 // A series of doubles with its running mean, mean of squares, sample variance (divisor n - 1), minimum
