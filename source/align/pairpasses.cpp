@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <limits>
 #include <type_traits>
 #include <utility>
 

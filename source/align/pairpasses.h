@@ -24,7 +24,8 @@ struct ERPassFrame {
   double t[3];
   const ERIsometrieApplier* apply;
   // The handle of f applied to the point (x, y, z).
-  static void applyHandle(const ERPassFrame& f, double x, double y, double z, double& rx, double& ry, double& rz);
+  static void applyHandle(const ERPassFrame& f, double x, double y, double z, double& rx, double& ry,
+                          double& rz);
 };
 
 // The pairs a pass works on, made from the pairs (from, to) of a source: (frame(from - cFrom), to - cTo),
@@ -43,30 +44,46 @@ struct ERPassSeries {
   double mean, meanSquare, min, max;
 };
 
+// Where a pass reads its pairs. Either two arrays of points, three doubles each (from[i], to[i]), or
+// rows: the pairs in chunks of ERRowChunk, each chunk six rows of ERRowChunk doubles (the x, y and z of
+// the first points, then of the second points), the lanes past the last pair repeating it.
+struct ERPairSource {
+  const double* rows;  // the rows, or null for the two arrays
+  const double* from;
+  const double* to;
+};
+constexpr unsigned ERRowChunk = 8;
+// The doubles that the rows of n pairs take.
+inline unsigned ERRowsLength(unsigned n) { return 6 * ERRowChunk * ((n + ERRowChunk - 1) / ERRowChunk); }
+
 namespace erpasses {
 
 // The width in doubles of the passes in use: 8 with AVX-512, 4 with AVX2, 2 otherwise, unless
 // ERSetVectorWidth capped it.
 unsigned width();
 
-// The passes, one set per width. Each reads n pairs (from[i], to[i]) of a block and carries its state
-// from block to block in its last arguments.
-#define ER_PAIR_PASSES_DECLARED                                                                               \
+// The passes, one set per width. Each reads the n pairs of a source and carries its state from block to
+// block in its last arguments.
+#define ER_PAIR_PASSES_DECLARED                                                                              \
+  /* Reads n pairs of six doubles each (x y z x' y' z', one pair after another, as the host lays out its     \
+     points) into rows, when rows is not null, and adds their coordinates in pair order to sum[0..5], when   \
+     sum is not null. With sum, answers (in answer) the index of the first pair holding a point that the     \
+     host counts as unset (x = -max or one coordinate = max), where it stops, and n when there is none. */                      \
+  void gatherPairs(const double* pairs, unsigned n, double* rows, double* sum, unsigned& answer);            \
   /* The sums in pair order, into sum[0..2] and sum[3..5], of both points of the pairs of c. */              \
-  void sumCentred(const ERPoint3D* from, const ERPoint3D* to, unsigned n, const ERPairCentring& c,           \
-                  double sum[6]);                                                                             \
+  void sumCentred(const ERPairSource& s, unsigned n, const ERPairCentring& c, double sum[6]);                \
   /* The largest squared norm of the first points of the pairs of c less centre, folded into largest with    \
-     ERMax in pair order. */                                                                                  \
-  void largestNorme2(const ERPoint3D* from, const ERPoint3D* to, unsigned n, const ERPairCentring& c,        \
-                     const double centre[3], double& largest);                                               \
+     ERMax in pair order. */                                                                                 \
+  void largestNorme2(const ERPairSource& s, unsigned n, const ERPairCentring& c, const double centre[3],     \
+                     double& largest);                                                                       \
   /* The running mean (3 x 9, row-major) of the best-fit cross-product terms of the pairs of c centred on cA \
      and cB and divided by scale; base is the index of the block's first pair in the whole sequence. */      \
-  void crossMean(const ERPoint3D* from, const ERPoint3D* to, unsigned n, unsigned base, const ERPairCentring& c, \
+  void crossMean(const ERPairSource& s, unsigned n, unsigned base, const ERPairCentring& c,                  \
                  const double cA[3], const double cB[3], double scale, double cross[27]);                    \
-  /* The distances |to - f(from)| into values[0..n-1], and into the series as ERSerieStatistique::Add adds   \
-     them. */                                                                                                 \
-  void residuals(const ERPoint3D* from, const ERPoint3D* to, unsigned n, const ERPassFrame& f,               \
-                 ERPassSeries& series, double* values);
+  /* The distances |to - f(from)| into the series as ERSerieStatistique::Add adds them, and into             \
+     values[0..n-1] unless values is null. */                                                                \
+  void residuals(const ERPairSource& s, unsigned n, const ERPassFrame& f, ERPassSeries& series,              \
+                 double* values);
 
 namespace w2 {
 ER_PAIR_PASSES_DECLARED
@@ -106,6 +123,32 @@ inline void ERCoordsOf(const ERPoint3D& p, double c[3]) {
   c[2] = p[Z3D];
 }
 
+// gatherPairs at the width in use.
+inline unsigned ERGatherPairs(const double* pairs, unsigned n, double* rows, double* sum) {
+  unsigned answer = 0;
+  ER_PAIR_PASS(gatherPairs(pairs, n, rows, sum, answer));
+  return answer;
+}
+
+// The source of a block of pairs as a source of pairs hands it to forEachBlock: two arrays of points, or
+// a source already made.
+inline ERPairSource ERSourceOf(const ERPoint3D* from, const ERPoint3D* to) {
+  return ERPairSource{nullptr, reinterpret_cast<const double*>(from), reinterpret_cast<const double*>(to)};
+}
+inline const ERPairSource& ERSourceOf(const ERPairSource& s) { return s; }
+
+// The residual distances |to - isometry(from)| of a source of pairs, folded in pair order into the
+// running series as Add folds them, and written to values[0..size-1] unless values is null.
+template <class Pairs>
+void ERRunResiduals(const Pairs& pairs, const ERPmIsometrie3D& isometry, ERPassSeries& running,
+                    double* values) {
+  const ERIsometrieApplier apply(isometry);
+  const ERPassFrame frame(apply);
+  pairs.forEachBlock([&](unsigned first, unsigned count, const auto&... block) {
+    ER_PAIR_PASS(residuals(ERSourceOf(block...), count, frame, running, values ? values + first : nullptr));
+  });
+}
+
 // The residual distances |to - isometry(from)| of a source of pairs, added in pair order to the series
 // as Add adds them.
 template <class Pairs>
@@ -117,13 +160,8 @@ void ERAddResiduals(const Pairs& pairs, const ERPmIsometrie3D& isometry, ERSerie
     series.values = ERDoubleVec(n);  // zero-filled in one go, then overwritten
   else
     series.values.resize(before + n);
-  double* values = &series.values[before];
-  const ERIsometrieApplier apply(isometry);
-  const ERPassFrame frame(apply);
   ERPassSeries running{static_cast<double>(before), series.mean, series.meanSquare, series.min, series.max};
-  pairs.forEachBlock([&](unsigned first, unsigned count, const ERPoint3D* a, const ERPoint3D* b) {
-    ER_PAIR_PASS(residuals(a, b, count, frame, running, values + first));
-  });
+  ERRunResiduals(pairs, isometry, running, &series.values[before]);
   series.mean = running.mean;
   series.meanSquare = running.meanSquare;
   series.min = running.min;
@@ -131,9 +169,19 @@ void ERAddResiduals(const Pairs& pairs, const ERPmIsometrie3D& isometry, ERSerie
   series.settleVariance(running.count);
 }
 
+// The mean of the residual distances |to - isometry(from)| of a non-empty source of pairs: the mean of a
+// series that they are added to in pair order, to the bit, without keeping the distances.
+template <class Pairs>
+double ERMeanResidual(const Pairs& pairs, const ERPmIsometrie3D& isometry) {
+  ERPassSeries running{0.0, 0.0, 0.0, 0.0, 0.0};
+  ERRunResiduals(pairs, isometry, running, nullptr);
+  return running.mean;
+}
+
 // ---------------------------------------------------------------------------------------------
 // The solvers' templated paths, read by any source of pairs that also has
-// forEachBlock(f): f(first, count, from, to) for consecutive blocks of pairs in index order.
+// forEachBlock(f): f(first, count, block...) for consecutive blocks of pairs in index order, where
+// ERSourceOf(block...) is where the pass reads the block.
 
 template <class Pairs>
 int DegauLibreSystem::solveRigid(const Pairs& pairs, const ERPoint3D& bFrom, const ERPoint3D& bTo,
@@ -167,8 +215,8 @@ int BestFitSolver::solveRotation(const Pairs& pairs, const ERPairCentring& centr
   const unsigned n = pairs.size();
   if (n < 3) return 2;
   double sum[6] = {0, 0, 0, 0, 0, 0};
-  pairs.forEachBlock([&](unsigned, unsigned count, const ERPoint3D* a, const ERPoint3D* b) {
-    ER_PAIR_PASS(sumCentred(a, b, count, centring, sum));
+  pairs.forEachBlock([&](unsigned, unsigned count, const auto&... block) {
+    ER_PAIR_PASS(sumCentred(ERSourceOf(block...), count, centring, sum));
   });
   bFrom = ERPoint3D(sum[0], sum[1], sum[2]) / static_cast<double>(n);
   bTo = ERPoint3D(sum[3], sum[4], sum[5]) / static_cast<double>(n);
@@ -180,16 +228,16 @@ int BestFitSolver::solveRotation(const Pairs& pairs, const ERPairCentring& centr
   // The largest norm is the square root of the largest squared norm: the square root is monotonic and
   // correctly rounded, so this is the same value with one square root instead of one per point.
   double largest2 = 0;
-  pairs.forEachBlock([&](unsigned, unsigned count, const ERPoint3D* a, const ERPoint3D* b) {
-    ER_PAIR_PASS(largestNorme2(a, b, count, centring, cA, largest2));
+  pairs.forEachBlock([&](unsigned, unsigned count, const auto&... block) {
+    ER_PAIR_PASS(largestNorme2(ERSourceOf(block...), count, centring, cA, largest2));
   });
   scale = std::sqrt(largest2);
   if (scale == 0.0) scale = 1.0;
 
   // The running mean of the cross-product terms, starting from cross as it stands (not zeroed).
   double* c = cross.mutableData();
-  pairs.forEachBlock([&](unsigned first, unsigned count, const ERPoint3D* a, const ERPoint3D* b) {
-    ER_PAIR_PASS(crossMean(a, b, count, first, centring, cA, cB, scale, c));
+  pairs.forEachBlock([&](unsigned first, unsigned count, const auto&... block) {
+    ER_PAIR_PASS(crossMean(ERSourceOf(block...), count, first, centring, cA, cB, scale, c));
   });
   return converge(x);
 }

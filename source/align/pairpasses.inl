@@ -1,7 +1,8 @@
 // The per-pair passes of the rigid solve, written once for a vector of W doubles. pairpasses.cpp
 // includes this file once per width, each time inside its own namespace that defines W, under the
-// instruction set that width needs; it includes nothing itself. The passes read plain doubles and call no in-line function of the library, so that nothing
-// compiled for another instruction set has to be in-lined into them.
+// instruction set that width needs; it includes nothing itself. The passes read plain doubles and call no
+// in-line function of the library, so that nothing compiled for another instruction set has to be in-lined
+// into them.
 //
 // Every pass has two stages per chunk of W pairs: a vector stage that works out, lane by lane, what
 // each pair contributes (points moved, centred, scaled, divided by their counts), and a serial stage
@@ -20,8 +21,9 @@ template <unsigned Width = W>
 #if ER_PAIRPASSES_WIDE
   if constexpr (Width == 8)
     // The masked form with every lane selected: _mm512_sqrt_pd without its undefined pass-through.
-    return reinterpret_cast<V>(__builtin_ia32_sqrtpd512_mask(reinterpret_cast<__v8df>(x), reinterpret_cast<__v8df>(x),
-                                                             static_cast<__mmask8>(-1), _MM_FROUND_CUR_DIRECTION));
+    return reinterpret_cast<V>(
+        __builtin_ia32_sqrtpd512_mask(reinterpret_cast<__v8df>(x), reinterpret_cast<__v8df>(x),
+                                      static_cast<__mmask8>(-1), _MM_FROUND_CUR_DIRECTION));
   else if constexpr (Width == 4)
     return reinterpret_cast<V>(_mm256_sqrt_pd(reinterpret_cast<__m256d>(x)));
   else
@@ -65,8 +67,8 @@ constexpr Index interleaveMask(unsigned half, std::index_sequence<J...>) {
 
 template <unsigned h, std::size_t... L>
 constexpr Index transposeMask(bool second, std::index_sequence<L...>) {
-  return Index{static_cast<long long>(
-      second ? (((L & h) == 0) ? L + h : W + L) : (((L & h) == 0) ? L : W + L - h))...};
+  return Index{static_cast<long long>(second ? (((L & h) == 0) ? L + h : W + L)
+                                             : (((L & h) == 0) ? L : W + L - h))...};
 }
 // One step of the transposition: half-blocks of h lanes exchanged between vectors h apart.
 template <unsigned h>
@@ -163,17 +165,56 @@ template <unsigned c>
             ((splat(m[6]) * p.x + splat(m[7]) * p.y) + splat(m[8]) * p.z) + splat(f.t[2])};
   }
   double r[3][W];
-  for (unsigned j = 0; j < W; ++j) ERPassFrame::applyHandle(f, p.x[j], p.y[j], p.z[j], r[0][j], r[1][j], r[2][j]);
+  for (unsigned j = 0; j < W; ++j)
+    ERPassFrame::applyHandle(f, p.x[j], p.y[j], p.z[j], r[0][j], r[1][j], r[2][j]);
   return {lanes([&](unsigned j) { return r[0][j]; }), lanes([&](unsigned j) { return r[1][j]; }),
           lanes([&](unsigned j) { return r[2][j]; })};
 }
 
-// The pairs of c for the points first, ... of a block.
-[[gnu::always_inline]] inline void centredChunk(const double* from, const double* to, unsigned first,
-                                                unsigned last, const ERPairCentring& c, Lanes3& a, Lanes3& b) {
-  a = less(loadPoints(from, first, last), c.cFrom);
+typedef double Unaligned __attribute__((vector_size(8 * W), aligned(8)));
+[[gnu::always_inline]] inline V load(const double* p) { return *reinterpret_cast<const Unaligned*>(p); }
+
+// Where a pass reads its chunks: first(i, last) and second(i, last) are the first and the second points
+// of pairs i, ..., i + W - 1, the lanes past pair last holding that pair or the padding of the rows.
+struct ArraysOfPoints {
+  const double* from;
+  const double* to;
+  [[gnu::always_inline]] Lanes3 first(unsigned i, unsigned last) const { return loadPoints(from, i, last); }
+  [[gnu::always_inline]] Lanes3 second(unsigned i, unsigned last) const { return loadPoints(to, i, last); }
+};
+struct PairRows {
+  const double* rows;
+  // Row 0 of the chunk of pair i, at the lane of pair i.
+  [[gnu::always_inline]] const double* at(unsigned i) const {
+    return rows + 6 * ERRowChunk * (i / ERRowChunk) + i % ERRowChunk;
+  }
+  [[gnu::always_inline]] Lanes3 first(unsigned i, unsigned) const {
+    const double* r = at(i);
+    return {load(r), load(r + ERRowChunk), load(r + 2 * ERRowChunk)};
+  }
+  [[gnu::always_inline]] Lanes3 second(unsigned i, unsigned) const {
+    const double* r = at(i) + 3 * ERRowChunk;
+    return {load(r), load(r + ERRowChunk), load(r + 2 * ERRowChunk)};
+  }
+};
+static_assert(ERRowChunk % W == 0, "a chunk of rows holds whole vectors");
+
+// Runs body(source) with the reader of the pairs of s.
+template <class Body>
+[[gnu::always_inline]] inline void onSource(const ERPairSource& s, Body body) {
+  if (s.rows)
+    body(PairRows{s.rows});
+  else
+    body(ArraysOfPoints{s.from, s.to});
+}
+
+// The pairs of c for the pairs first, ... of a source.
+template <class Source>
+[[gnu::always_inline]] inline void centredChunk(const Source& source, unsigned first, unsigned last,
+                                                const ERPairCentring& c, Lanes3& a, Lanes3& b) {
+  a = less(source.first(first, last), c.cFrom);
   if (c.frame) a = moved(*c.frame, a);
-  b = less(loadPoints(to, first, last), c.cTo);
+  b = less(source.second(first, last), c.cTo);
 }
 
 // Runs stage(first, count) over the consecutive chunks of n pairs.
@@ -201,159 +242,231 @@ template <class Chunk, class Work, class Fold>
 
 }  // namespace
 
-void sumCentred(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned n, const ERPairCentring& c,
-                double sum[6]) {
-  const double* from = reinterpret_cast<const double*>(fromPoints);
-  const double* to = reinterpret_cast<const double*>(toPoints);
-  // The six sums lie along the lanes of `groups` vectors (lanes past the sixth stay zero); each chunk is
-  // transposed so that a pair's six coordinates are added to them in one go per vector, every lane still
-  // summing its own coordinate in pair order.
+namespace {
+unsigned gatheredPairs(const double* pairs, unsigned n, double* rows, double* sum) {
+  // Each pair is read as `groups` vectors of W of its doubles, from its first; the lanes past its sixth
+  // double (the next pair's, or zero past the last pair) are carried along and never used.
   constexpr unsigned groups = (6 + W - 1) / W;
-  V total[groups];
-  for (unsigned g = 0; g < groups; ++g)
-    total[g] = lanes([&](unsigned l) { return (g * W + l < 6) ? sum[g * W + l] : 0.0; });
-  forEachChunk(n, [&](unsigned first, unsigned count) {
-    Lanes3 a, b;
-    centredChunk(from, to, first, n - 1, c, a, b);
-    V rows[groups * W];
-    const V coordinates[6] = {a.x, a.y, a.z, b.x, b.y, b.z};
-    for (unsigned k = 0; k < groups * W; ++k) rows[k] = (k < 6) ? coordinates[k] : splat(0.0);
-    for (unsigned g = 0; g < groups; ++g) transpose(rows + g * W);
-    forEachLane(count, [&](unsigned j) {
-      for (unsigned g = 0; g < groups; ++g) total[g] += rows[g * W + j];
-    });
-  });
-  for (unsigned k = 0; k < 6; ++k) sum[k] = total[k / W][k % W];
-}
-
-void largestNorme2(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned n, const ERPairCentring& c,
-                   const double centre[3], double& largest) {
-  const double* from = reinterpret_cast<const double*>(fromPoints);
-  const double* to = reinterpret_cast<const double*>(toPoints);
-  double high = largest;
-  forEachChunk(n, [&](unsigned first, unsigned count) {
-    Lanes3 a, b;
-    centredChunk(from, to, first, n - 1, c, a, b);
-    const Lanes3 d = less(a, centre);
-    const V norme2 = (d.x * d.x + d.y * d.y) + d.z * d.z;
-    for (unsigned j = 0; j < count; ++j) high = larger(high, norme2[j]);
-  });
-  largest = high;
-}
-
-void crossMean(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned n, unsigned base,
-               const ERPairCentring& c, const double cA[3], const double cB[3], double scale, double cross[27]) {
-  const double* from = reinterpret_cast<const double*>(fromPoints);
-  const double* to = reinterpret_cast<const double*>(toPoints);
-  // Pair i brings nine products t = (add B.z A[k], add B.y A[k], add B.x A[k]) for k = 0, 1, 2, in that
-  // order. Each product is added to one entry of cross and subtracted from another, so the 18 entries
-  // that move are kept in two rows of nine, plus and minus, lane l of each receiving +t[l] and -t[l]:
-  const int plus[9] = {9, 10, 11, 6, 7, 8, 21, 22, 23};    // (1, k), (0, k + 6), (2, k + 3)
-  const int minus[9] = {3, 4, 5, 18, 19, 20, 15, 16, 17};  // (0, k + 3), (2, k), (1, k + 6)
-  // The first eight lanes of each row in 8 / W vectors, the ninth alone.
-  constexpr unsigned groups = 8 / W;
-  V up[groups], down[groups];
+  constexpr unsigned spread = groups * W;
+  const double top = std::numeric_limits<double>::max();
+  const double none = std::numeric_limits<double>::quiet_NaN();
+  // What marks a coordinate unset, lane by lane: max for every coordinate, -max for the two x; NaN,
+  // which nothing equals, for the lanes that are no coordinate.
+  V isTop[groups], isBottom[groups], total[groups];
   for (unsigned g = 0; g < groups; ++g) {
-    up[g] = lanes([&](unsigned l) { return cross[plus[g * W + l]]; });
-    down[g] = lanes([&](unsigned l) { return cross[minus[g * W + l]]; });
+    isTop[g] = lanes([&](unsigned l) { return (g * W + l < 6) ? top : none; });
+    isBottom[g] = lanes([&](unsigned l) { return (g * W + l == 0 || g * W + l == 3) ? -top : none; });
+    total[g] = lanes([&](unsigned l) { return (sum && g * W + l < 6) ? sum[g * W + l] : 0.0; });
   }
-  double up8 = cross[plus[8]], down8 = cross[minus[8]];
-  const V s = splat(scale);
-  struct Chunk {
-    V rows[8];  // transposed: the first eight products of pair j along rows[j / W * W ... ]
-    V last;     // the ninth product of each pair
-    V keep;     // the weight of the running mean so far
-  };
-  auto work = [&](unsigned first, Chunk& out) {
-    Lanes3 a, b;
-    centredChunk(from, to, first, n - 1, c, a, b);
-    const Lanes3 pa = less(a, cA), pb = less(b, cB);
-    const V ax = pa.x / s, ay = pa.y / s, az = pa.z / s;
-    // Pair i enters with keep = i / (i + 1) and add = 1 / (i + 1), the very first with keep = 1.
-    const V index = counting(static_cast<double>(base) + static_cast<double>(first));
-    const V next = index + splat(1.0);
-    out.keep = index / next;
-    const V add = splat(1.0) / next;
-    if (base + first == 0) out.keep[0] = 1.0;
-    const V bx = add * (pb.x / s), by = add * (pb.y / s), bz = add * (pb.z / s);
-    const V products[9] = {bz * ax, bz * ay, bz * az, by * ax, by * ay, by * az, bx * ax, bx * ay, bx * az};
-    for (unsigned k = 0; k < 8; ++k) out.rows[k] = products[k];
-    for (unsigned g = 0; g < groups; ++g) transpose(out.rows + g * W);
-    out.last = products[8];
-  };
-  forEachChunkAhead<Chunk>(n, work, [&](unsigned, unsigned count, const Chunk& chunk) {
-    forEachLane(count, [&](unsigned j) {
-      const double k = chunk.keep[j];
-      const V kp = splat(k);
-      for (unsigned g = 0; g < groups; ++g) {
-        // Lanes g * W ... of the rows of pair j: vector j of block g.
-        const V t = chunk.rows[g * W + j];
-        up[g] = kp * up[g] + t;
-        down[g] = kp * down[g] - t;
-      }
-      up8 = k * up8 + chunk.last[j];
-      down8 = k * down8 - chunk.last[j];
-    });
-  });
-  for (unsigned l = 0; l < 8; ++l) {
-    cross[plus[l]] = up[l / W][l % W];
-    cross[minus[l]] = down[l / W][l % W];
+  if (n == 0) return 0;
+  // The last pair, copied so that its reads stay within it.
+  double last[spread] = {};
+  for (unsigned k = 0; k < 6; ++k) last[k] = pairs[6 * (n - 1) + k];
+  for (unsigned first = 0; first < n; first += W) {
+    const unsigned count = (n - first < W) ? n - first : W;
+    // The pairs a few chunks on asked for ahead of their reads: a pass over a large array then waits less
+    // on memory.
+    for (unsigned k = 0; k < 6 * W; k += 8) __builtin_prefetch(pairs + 6 * (first + 256) + k);
+    V v[groups][W];  // v[g][j]: doubles g * W, ... of pair first + j
+    for (unsigned j = 0; j < W; ++j) {
+      const unsigned i = first + j;
+      const double* p = (i + 1 < n) ? pairs + 6 * i : last;
+      for (unsigned g = 0; g < groups; ++g) v[g][j] = load(p + g * W);
+    }
+    if (sum) {
+      Index unset = {};
+      forEachLane(count, [&](unsigned j) {
+        for (unsigned g = 0; g < groups; ++g) {
+          total[g] += v[g][j];
+          unset |= (v[g][j] == isTop[g]) | (v[g][j] == isBottom[g]);
+        }
+      });
+      bool any = false;
+      for (unsigned l = 0; l < W; ++l) any |= unset[l] != 0;
+      if (any)
+        for (unsigned j = 0; j < count; ++j)
+          for (unsigned g = 0; g < groups; ++g) {
+            const Index marked = (v[g][j] == isTop[g]) | (v[g][j] == isBottom[g]);
+            for (unsigned l = 0; l < W; ++l)
+              if (marked[l] != 0) return first + j;
+          }
+    }
+    if (rows) {
+      double* r = rows + 6 * ERRowChunk * (first / ERRowChunk) + first % ERRowChunk;
+      for (unsigned g = 0; g < groups; ++g) transpose(v[g]);
+      for (unsigned k = 0; k < 6; ++k) *reinterpret_cast<Unaligned*>(r + k * ERRowChunk) = v[k / W][k % W];
+    }
   }
-  cross[plus[8]] = up8;
-  cross[minus[8]] = down8;
+  if (rows) {
+    // The rest of the last chunk of rows repeats the last pair.
+    const unsigned end = (n + ERRowChunk - 1) / ERRowChunk * ERRowChunk;
+    double* r = rows + 6 * ERRowChunk * ((n - 1) / ERRowChunk);
+    for (unsigned i = (n + W - 1) / W * W; i < end; ++i)
+      for (unsigned k = 0; k < 6; ++k) r[k * ERRowChunk + i % ERRowChunk] = last[k];
+  }
+  if (sum)
+    for (unsigned k = 0; k < 6; ++k) sum[k] = total[k / W][k % W];
+  return n;
+}
+}  // namespace
+
+void gatherPairs(const double* pairs, unsigned n, double* rows, double* sum, unsigned& answer) {
+  answer = gatheredPairs(pairs, n, rows, sum);
 }
 
-void residuals(const ERPoint3D* fromPoints, const ERPoint3D* toPoints, unsigned n, const ERPassFrame& f,
-               ERPassSeries& series, double* values) {
-  const double* from = reinterpret_cast<const double*>(fromPoints);
-  const double* to = reinterpret_cast<const double*>(toPoints);
-  const double before = series.count;
-  ERDoublePair means = {series.mean, series.meanSquare};
-  double low = series.min, high = series.max;
-  struct Chunk {
-    V x;  // the distances
-    union {
-      V halves[2];
-      ERDoublePair pair[W];  // the shares of each distance in the mean and in the mean of squares
-    } shares;
-    V keep;  // the weight of the running means so far
-  };
-  auto work = [&](unsigned first, Chunk& out) {
-    const Lanes3 p = moved(f, loadPoints(from, first, n - 1));
-    const Lanes3 b = loadPoints(to, first, n - 1);
-    const V dx = b.x - p.x, dy = b.y - p.y, dz = b.z - p.z;
-    out.x = squareRoot((dx * dx + dy * dy) + dz * dz);
-    // The count after each addition, and the shares of the new value and of the running means.
-    const V count1 = counting(before + static_cast<double>(first + 1));
-    out.keep = (count1 - splat(1.0)) / count1;
-    interleave(out.x / count1, (out.x * out.x) / count1, out.shares.halves);
-  };
-  forEachChunkAhead<Chunk>(n, work, [&](unsigned first, unsigned count, const Chunk& chunk) {
-    unsigned j = 0;
-    if (before == 0 && first == 0) {
-      // The first value of the series is its minimum and its maximum.
-      means = chunk.shares.pair[0] + means * ERDoublePair{chunk.keep[0], chunk.keep[0]};
-      high = chunk.x[0];
-      low = chunk.x[0];
-      j = 1;
-    }
-    auto fold = [&](unsigned i) {
-      means = chunk.shares.pair[i] + means * ERDoublePair{chunk.keep[i], chunk.keep[i]};
-      high = larger(high, chunk.x[i]);
-      low = smaller(low, chunk.x[i]);
-    };
-    if (j == 0)
-      forEachLane(count, fold);
-    else
-      for (; j < count; ++j) fold(j);
-    if (count == W)
-      __builtin_memcpy(values + first, &chunk.x, sizeof chunk.x);
-    else
-      for (unsigned k = 0; k < count; ++k) values[first + k] = chunk.x[k];
+void sumCentred(const ERPairSource& s, unsigned n, const ERPairCentring& c, double sum[6]) {
+  onSource(s, [&](const auto& source) {
+    // The six sums lie along the lanes of `groups` vectors (lanes past the sixth stay zero); each chunk is
+    // transposed so that a pair's six coordinates are added to them in one go per vector, every lane still
+    // summing its own coordinate in pair order.
+    constexpr unsigned groups = (6 + W - 1) / W;
+    V total[groups];
+    for (unsigned g = 0; g < groups; ++g)
+      total[g] = lanes([&](unsigned l) { return (g * W + l < 6) ? sum[g * W + l] : 0.0; });
+    forEachChunk(n, [&](unsigned first, unsigned count) {
+      Lanes3 a, b;
+      centredChunk(source, first, n - 1, c, a, b);
+      V rows[groups * W];
+      const V coordinates[6] = {a.x, a.y, a.z, b.x, b.y, b.z};
+      for (unsigned k = 0; k < groups * W; ++k) rows[k] = (k < 6) ? coordinates[k] : splat(0.0);
+      for (unsigned g = 0; g < groups; ++g) transpose(rows + g * W);
+      forEachLane(count, [&](unsigned j) {
+        for (unsigned g = 0; g < groups; ++g) total[g] += rows[g * W + j];
+      });
+    });
+    for (unsigned k = 0; k < 6; ++k) sum[k] = total[k / W][k % W];
   });
-  series.count = before + n;
-  series.mean = means[0];
-  series.meanSquare = means[1];
-  series.min = low;
-  series.max = high;
+}
+
+void largestNorme2(const ERPairSource& s, unsigned n, const ERPairCentring& c, const double centre[3],
+                   double& largest) {
+  onSource(s, [&](const auto& source) {
+    double high = largest;
+    forEachChunk(n, [&](unsigned first, unsigned count) {
+      Lanes3 a, b;
+      centredChunk(source, first, n - 1, c, a, b);
+      const Lanes3 d = less(a, centre);
+      const V norme2 = (d.x * d.x + d.y * d.y) + d.z * d.z;
+      for (unsigned j = 0; j < count; ++j) high = larger(high, norme2[j]);
+    });
+    largest = high;
+  });
+}
+
+void crossMean(const ERPairSource& s, unsigned n, unsigned base, const ERPairCentring& c, const double cA[3],
+               const double cB[3], double scale, double cross[27]) {
+  onSource(s, [&](const auto& source) {
+    // Pair i brings nine products t = (add B.z A[k], add B.y A[k], add B.x A[k]) for k = 0, 1, 2, in that
+    // order. Each product is added to one entry of cross and subtracted from another, so the 18 entries
+    // that move are kept in two rows of nine, plus and minus, lane l of each receiving +t[l] and -t[l]:
+    const int plus[9] = {9, 10, 11, 6, 7, 8, 21, 22, 23};    // (1, k), (0, k + 6), (2, k + 3)
+    const int minus[9] = {3, 4, 5, 18, 19, 20, 15, 16, 17};  // (0, k + 3), (2, k), (1, k + 6)
+    // The first eight lanes of each row in 8 / W vectors, the ninth alone.
+    constexpr unsigned groups = 8 / W;
+    V up[groups], down[groups];
+    for (unsigned g = 0; g < groups; ++g) {
+      up[g] = lanes([&](unsigned l) { return cross[plus[g * W + l]]; });
+      down[g] = lanes([&](unsigned l) { return cross[minus[g * W + l]]; });
+    }
+    double up8 = cross[plus[8]], down8 = cross[minus[8]];
+    const V s = splat(scale);
+    struct Chunk {
+      V rows[8];  // transposed: the first eight products of pair j along rows[j / W * W ... ]
+      V last;     // the ninth product of each pair
+      V keep;     // the weight of the running mean so far
+    };
+    auto work = [&](unsigned first, Chunk& out) {
+      Lanes3 a, b;
+      centredChunk(source, first, n - 1, c, a, b);
+      const Lanes3 pa = less(a, cA), pb = less(b, cB);
+      const V ax = pa.x / s, ay = pa.y / s, az = pa.z / s;
+      // Pair i enters with keep = i / (i + 1) and add = 1 / (i + 1), the very first with keep = 1.
+      const V index = counting(static_cast<double>(base) + static_cast<double>(first));
+      const V next = index + splat(1.0);
+      out.keep = index / next;
+      const V add = splat(1.0) / next;
+      if (base + first == 0) out.keep[0] = 1.0;
+      const V bx = add * (pb.x / s), by = add * (pb.y / s), bz = add * (pb.z / s);
+      const V products[9] = {bz * ax, bz * ay, bz * az, by * ax, by * ay, by * az, bx * ax, bx * ay, bx * az};
+      for (unsigned k = 0; k < 8; ++k) out.rows[k] = products[k];
+      for (unsigned g = 0; g < groups; ++g) transpose(out.rows + g * W);
+      out.last = products[8];
+    };
+    forEachChunkAhead<Chunk>(n, work, [&](unsigned, unsigned count, const Chunk& chunk) {
+      forEachLane(count, [&](unsigned j) {
+        const double k = chunk.keep[j];
+        const V kp = splat(k);
+        for (unsigned g = 0; g < groups; ++g) {
+          // Lanes g * W ... of the rows of pair j: vector j of block g.
+          const V t = chunk.rows[g * W + j];
+          up[g] = kp * up[g] + t;
+          down[g] = kp * down[g] - t;
+        }
+        up8 = k * up8 + chunk.last[j];
+        down8 = k * down8 - chunk.last[j];
+      });
+    });
+    for (unsigned l = 0; l < 8; ++l) {
+      cross[plus[l]] = up[l / W][l % W];
+      cross[minus[l]] = down[l / W][l % W];
+    }
+    cross[plus[8]] = up8;
+    cross[minus[8]] = down8;
+  });
+}
+
+void residuals(const ERPairSource& s, unsigned n, const ERPassFrame& f, ERPassSeries& series,
+               double* values) {
+  onSource(s, [&](const auto& source) {
+    const double before = series.count;
+    ERDoublePair means = {series.mean, series.meanSquare};
+    double low = series.min, high = series.max;
+    struct Chunk {
+      V x;  // the distances
+      union {
+        V halves[2];
+        ERDoublePair pair[W];  // the shares of each distance in the mean and in the mean of squares
+      } shares;
+      V keep;  // the weight of the running means so far
+    };
+    auto work = [&](unsigned first, Chunk& out) {
+      const Lanes3 p = moved(f, source.first(first, n - 1));
+      const Lanes3 b = source.second(first, n - 1);
+      const V dx = b.x - p.x, dy = b.y - p.y, dz = b.z - p.z;
+      out.x = squareRoot((dx * dx + dy * dy) + dz * dz);
+      // The count after each addition, and the shares of the new value and of the running means.
+      const V count1 = counting(before + static_cast<double>(first + 1));
+      out.keep = (count1 - splat(1.0)) / count1;
+      interleave(out.x / count1, (out.x * out.x) / count1, out.shares.halves);
+    };
+    forEachChunkAhead<Chunk>(n, work, [&](unsigned first, unsigned count, const Chunk& chunk) {
+      unsigned j = 0;
+      if (before == 0 && first == 0) {
+        // The first value of the series is its minimum and its maximum.
+        means = chunk.shares.pair[0] + means * ERDoublePair{chunk.keep[0], chunk.keep[0]};
+        high = chunk.x[0];
+        low = chunk.x[0];
+        j = 1;
+      }
+      auto fold = [&](unsigned i) {
+        means = chunk.shares.pair[i] + means * ERDoublePair{chunk.keep[i], chunk.keep[i]};
+        high = larger(high, chunk.x[i]);
+        low = smaller(low, chunk.x[i]);
+      };
+      if (j == 0)
+        forEachLane(count, fold);
+      else
+        for (; j < count; ++j) fold(j);
+      if (!values) return;
+      if (count == W)
+        __builtin_memcpy(values + first, &chunk.x, sizeof chunk.x);
+      else
+        for (unsigned k = 0; k < count; ++k) values[first + k] = chunk.x[k];
+    });
+    series.count = before + n;
+    series.mean = means[0];
+    series.meanSquare = means[1];
+    series.min = low;
+    series.max = high;
+  });
 }

@@ -204,7 +204,7 @@ int DegauLibreSystem::Resoudre(ERPmIsometrie3D& result) {
   if (from.length() != to.length()) return solveRigid(pairs, from.GetBarycentre(), to.GetBarycentre(), result);
   // Both barycentres in one pass, each summed in index order as GetBarycentre sums it.
   double sum[6] = {0, 0, 0, 0, 0, 0};
-  ER_PAIR_PASS(sumCentred(from.data(), to.data(), pairs.size(), ERPairCentring{nullptr, {}, {}}, sum));
+  ER_PAIR_PASS(sumCentred(ERSourceOf(from.data(), to.data()), pairs.size(), ERPairCentring{nullptr, {}, {}}, sum));
   const double n = static_cast<double>(pairs.size());
   return solveRigid(pairs, ERPoint3D(sum[0], sum[1], sum[2]) / n, ERPoint3D(sum[3], sum[4], sum[5]) / n, result);
 }

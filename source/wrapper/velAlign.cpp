@@ -3,11 +3,14 @@
 // unit of the library that touches the host's geometry and utility libraries.
 #include "velmora/velAlign.h"
 
+#include <new>
+#include <type_traits>
+
+#include "../align/pairpasses.h"
 #include "velmora/host.h"
 #include "velmora/slvbstft.h"
 #include "velmora/transf3d.h"
 #include "velmora/vector3d.h"
-#include "../align/pairpasses.h"
 
 namespace {
 
@@ -46,63 +49,57 @@ int hasNonCollinearTriple(const giPoint3coPageArr& points, int first) {
   return toPoint(p);
 }
 
-// The pairs of the host array read in place: pair i is (points[2i], points[2i + 1]), each point read as
-// the conversion reads it. Read only once every point is known to be valid (see sumValidPairs), so that
-// no read reports.
+// The host keeps its points one after another, three doubles each, so that pair i is the six doubles
+// from 6i of the array's storage: the passes read them there, in place of the accessors, once every
+// point is known to be valid (a valid point's accessors answer its stored coordinates and report nothing).
+static_assert(sizeof(giPoint3) == 3 * sizeof(double) && std::is_standard_layout<giPoint3>::value,
+              "a host point is three doubles");
+
+// The pairs of the host array: pair i is (points[2i], points[2i + 1]), each point read as the conversion
+// reads it. Read only once every point is known to be valid (see gatheredPairs), so that no read reports.
+// The pairs are handed to the passes block by block, at most 256 at a time, each block gathered into
+// rows on the stack first, or all at once from the rows of every pair when they were gathered before.
 struct HostPairs {
   const giPoint3coPageArr& points;
   unsigned n;
+  const double* rows;  // the rows of every pair, or null
   unsigned size() const { return n; }
   ERPoint3D from(unsigned i) const { return validPoint(points[static_cast<int>(2 * i)]); }
   ERPoint3D to(unsigned i) const { return validPoint(points[static_cast<int>(2 * i + 1)]); }
-  // Copies the pairs block by block, at most 256 at a time, and hands each block to f(first, count,
-  // from, to).
+  const double* coordinates() const { return reinterpret_cast<const double*>(&points[0]); }
   template <class F>
   void forEachBlock(F f) const {
+    if (rows) {
+      f(0u, n, ERPairSource{rows, nullptr, nullptr});
+      return;
+    }
     static constexpr unsigned capacity = 256;
-    // Storage only: the points are written before they are read, so none is zero-filled first.
-    union Block {
-      Block() {}
-      ERPoint3D points[capacity];
-    } from, to;
+    alignas(64) double block[6 * capacity];
     for (unsigned start = 0; start < n; start += capacity) {
       const unsigned m = ERMin(capacity, n - start);
-      for (unsigned j = 0; j < m; ++j) {
-        const int k = static_cast<int>(2 * (start + j));
-        from.points[j] = validPoint(points[k]);
-        to.points[j] = validPoint(points[k + 1]);
-      }
-      f(start, m, from.points, to.points);
+      ERGatherPairs(coordinates() + 6 * start, m, block, nullptr);
+      f(start, m, ERPairSource{block, nullptr, nullptr});
     }
   }
 };
 
-// The sums, in pair order, of the first points (sum[0..2]) and of the second points (sum[3..5]) of the
-// host pairs, each pair also handed to keep(from, to); 0, with the sums to be thrown away, at the first
-// pair holding an invalid point, which is not handed on.
-template <class Keep>
-int sumValidPairs(const HostPairs& pairs, double sum[6], Keep keep) {
-  // Two coordinates to a register, each lane summed in pair order as a scalar sum would be.
-  ERDoublePair s01 = {0, 0}, s23 = {0, 0}, s45 = {0, 0};
-  for (unsigned i = 0; i < pairs.n; ++i) {
-    const giPoint3& a = pairs.points[static_cast<int>(2 * i)];
-    const giPoint3& b = pairs.points[static_cast<int>(2 * i + 1)];
-    if (a.invalid() || b.invalid()) return 0;
-    const ERPoint3D p = validPoint(a), q = validPoint(b);
-    keep(p, q);
-    s01 += ERDoublePair{p[X3D], p[Y3D]};
-    s23 += ERDoublePair{p[Z3D], q[X3D]};
-    s45 += ERDoublePair{q[Y3D], q[Z3D]};
+// Storage for rows, not zero-filled: every double is written before it is read.
+struct RowStorage {
+  explicit RowStorage(unsigned length)
+      : data(length ? static_cast<double*>(::operator new[](length * sizeof(double), std::align_val_t(64)))
+                    : nullptr) {}
+  ~RowStorage() {
+    if (data) ::operator delete[](data, std::align_val_t(64));
   }
-  const double s[6] = {s01[0], s01[1], s23[0], s23[1], s45[0], s45[1]};
-  for (int k = 0; k < 6; ++k) sum[k] = s[k];
-  return 1;
-}
+  RowStorage(const RowStorage&) = delete;
+  RowStorage& operator=(const RowStorage&) = delete;
+  double* const data;
+};
 
-// Up to this many pairs, the entry copies the host points once into the library's own vectors (what the
-// conversion does) and every later pass reads them there; above it, the pairs are read in place, block
-// by block, so that no array of the size of the input is made.
-const unsigned kCopiedPairs = 1u << 17;
+// Up to this many pairs, the entry gathers the host pairs once into rows that every later pass reads;
+// above it, each pass gathers them again block by block, so that no array of the size of the input is
+// made.
+const unsigned kGatheredPairs = 1u << 17;
 
 // The solved isometry written to the host's transform: its linear block
 // overwritten, then premultiplied by the translation.
@@ -137,59 +134,44 @@ int velAlign::calc_align_transform(const giPoint3coPageArr& points, giXform3& xf
 
   ERPmIsometrie3D isometry;
   DegauLibreSystem system(DegauLibreSystem::Isometrie);
-  ERSerieStatistique residuals;
   // The pairs are the points below count - 1, as the conversion reads them.
-  const HostPairs pairs{points, static_cast<unsigned>(count / 2)};
-  const bool copied = pairs.size() <= kCopiedPairs;
-  // Zero-filled in one go, then overwritten pair by pair.
-  ERBestFit_Point3DVec first(copied ? pairs.size() : 0u);
-  ERBestFit_Point3DVec second(copied ? pairs.size() : 0u);
-  double sum[6];
-  int valid;
-  if (copied) {
-    ERPoint3D* a = pairs.size() != 0 ? &first[0] : nullptr;
-    ERPoint3D* b = pairs.size() != 0 ? &second[0] : nullptr;
-    unsigned kept = 0;
-    valid = sumValidPairs(pairs, sum, [&](const ERPoint3D& p, const ERPoint3D& q) {
-      a[kept] = p;
-      b[kept] = q;
-      ++kept;
-    });
-    first.troncat(kept);
-    second.troncat(kept);
-  } else {
-    valid = sumValidPairs(pairs, sum, [](const ERPoint3D&, const ERPoint3D&) {});
-  }
-  if (valid) {
+  const unsigned n = static_cast<unsigned>(count / 2);
+  const bool gathered = n <= kGatheredPairs;
+  const RowStorage rows(gathered ? ERRowsLength(n) : 0u);
+  const HostPairs pairs{points, n, rows.data};
+  // The validity of every point and the sums of both sets in pair order, as the conversion and the
+  // system's barycentres would see them.
+  double sum[6] = {0, 0, 0, 0, 0, 0};
+  unsigned valid = 0;
+  if (n != 0) valid = ERGatherPairs(pairs.coordinates(), n, rows.data, sum);
+  if (valid == n) {
     // Nothing to report: the conversion's values, and the barycentres as the system sums them.
-    if (pairs.size() < 3) return 0;
-    const double n = static_cast<double>(pairs.size());
-    const ERPoint3D bFrom = ERPoint3D(sum[0], sum[1], sum[2]) / n;
-    const ERPoint3D bTo = ERPoint3D(sum[3], sum[4], sum[5]) / n;
-    residuals.Reset();
-    if (copied) {
-      const ERStoredPairs stored{first, second};
-      if (system.solveRigid(stored, bFrom, bTo, isometry) != 0) return 0;
-      ERAddResiduals(stored, isometry, residuals);
-    } else {
-      if (system.solveRigid(pairs, bFrom, bTo, isometry) != 0) return 0;
-      ERAddResiduals(pairs, isometry, residuals);
-    }
+    if (n < 3) return 0;
+    const ERPoint3D bFrom = ERPoint3D(sum[0], sum[1], sum[2]) / static_cast<double>(n);
+    const ERPoint3D bTo = ERPoint3D(sum[3], sum[4], sum[5]) / static_cast<double>(n);
+    if (system.solveRigid(pairs, bFrom, bTo, isometry) != 0) return 0;
+    // The mean of the residual series, its only figure the entry hands back.
+    error = ERMeanResidual(pairs, isometry);
   } else {
-    // The conversion goes on from the first pair holding an invalid point, reporting every invalid point
-    // coordinate by coordinate in pair order; the pairs before it were copied without a report.
-    first.capacity(static_cast<unsigned>(count / 2));
-    second.capacity(static_cast<unsigned>(count / 2));
-    for (int k = 2 * static_cast<int>(first.length()); k < checkedCount(points) - 1; k += 2) {
+    // The conversion copies the pairs before the first one holding an invalid point without a report,
+    // then goes on from it, reporting every invalid point coordinate by coordinate in pair order.
+    ERBestFit_Point3DVec first, second;
+    first.capacity(n);
+    second.capacity(n);
+    for (unsigned i = 0; i < valid; ++i) {
+      first.append(pairs.from(i));
+      second.append(pairs.to(i));
+    }
+    for (int k = 2 * static_cast<int>(valid); k < checkedCount(points) - 1; k += 2) {
       first.append(toPoint(points[k]));
       second.append(toPoint(points[k + 1]));
     }
     system.AddPoints(first, second);  // every pair in index order
     if (system.Resoudre(isometry) != 0) return 0;
-    residuals.Reset();
+    ERSerieStatistique residuals;
     ERAddResiduals(ERStoredPairs{first, second}, isometry, residuals);
+    error = residuals.mean;
   }
-  error = residuals.mean;
   writeTransform(isometry, xform);
   return 1;
 }
