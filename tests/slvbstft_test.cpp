@@ -751,25 +751,25 @@ ERPmIsometrie3D literalSolve(const ERBestFit_Point3DVec& from, const ERBestFit_P
 TEST(DegauLibreSystemTest, ResoudreEqualsTheLiteralStepsBitForBit) {
   std::mt19937 rng(4242);
   for (unsigned width : vtest::vectorWidths())
-  for (unsigned n : {3u, 4u, 7u, 17u, 250u, 3000u}) {
-    const vtest::VectorWidthCap cap(width);
-    SCOPED_TRACE(testing::Message() << "width " << cap.inUse);
-    for (double angle : {0.3, 2.9}) {
-      std::vector<Eigen::Vector3d> a, b;
-      randomPairs(rng, n, randomMotion(rng, angle), 0.01, a, b);
-      ERBestFit_Point3DVec from, to;
-      DegauLibreSystem system(DegauLibreSystem::Isometrie);
-      for (unsigned i = 0; i < n; ++i) {
-        from.append(er(a[i] * 50.0 + Eigen::Vector3d(300, -20, 7)));
-        to.append(er(b[i] * 50.0));
-        system.AddPoint(from[i], to[i]);
+    for (unsigned n : {3u, 4u, 7u, 17u, 250u, 3000u}) {
+      const vtest::VectorWidthCap cap(width);
+      SCOPED_TRACE(testing::Message() << "width " << cap.inUse);
+      for (double angle : {0.3, 2.9}) {
+        std::vector<Eigen::Vector3d> a, b;
+        randomPairs(rng, n, randomMotion(rng, angle), 0.01, a, b);
+        ERBestFit_Point3DVec from, to;
+        DegauLibreSystem system(DegauLibreSystem::Isometrie);
+        for (unsigned i = 0; i < n; ++i) {
+          from.append(er(a[i] * 50.0 + Eigen::Vector3d(300, -20, 7)));
+          to.append(er(b[i] * 50.0));
+          system.AddPoint(from[i], to[i]);
+        }
+        ERPmIsometrie3D fast;
+        ASSERT_EQ(system.Resoudre(fast), 0) << n;
+        SCOPED_TRACE(n);
+        expectSameBits(fast, literalSolve(from, to));
       }
-      ERPmIsometrie3D fast;
-      ASSERT_EQ(system.Resoudre(fast), 0) << n;
-      SCOPED_TRACE(n);
-      expectSameBits(fast, literalSolve(from, to));
     }
-  }
 }
 
 TEST(ERSetVectorWidthTest, CapsTheWidthAndZeroLetsTheProcessorDecide) {
@@ -802,7 +802,8 @@ TEST(BestFitSolverTest, ResoudreIsTheSameAtEveryVectorWidth) {
   for (size_t k = 1; k < results.size(); ++k) {
     SCOPED_TRACE(k);
     expectSameBits(results[k], results[0]);
-    for (int e = 0; e < 27; ++e) EXPECT_EQ(std::memcmp(&crosses[k][e], &crosses[0][e], sizeof(double)), 0) << e;
+    for (int e = 0; e < 27; ++e)
+      EXPECT_EQ(std::memcmp(&crosses[k][e], &crosses[0][e], sizeof(double)), 0) << e;
   }
 }
 
@@ -833,32 +834,36 @@ void literalScaleAndCross(const ERBestFit_Point3DVec& from, const ERBestFit_Poin
 }
 
 TEST(BestFitSolverTest, ScaleAndCrossAreTheirDefinitionsBitForBit) {
-  // At every vector width, on both sides of the chunks, and with a point that is not a number or
-  // infinite in the middle (the largest norm then depends on the order of the pairs).
+  // At every vector width, on both sides of the chunks, with a point that is not a number or infinite
+  // in the middle (the largest norm then depends on the order of the pairs), and with flat sets whose
+  // products in z are all zero (entries that end at a zero of either sign).
   std::mt19937 rng(616);
   std::uniform_real_distribution<double> u(-300.0, 300.0);
   for (unsigned width : vtest::vectorWidths())
     for (unsigned n : {3u, 8u, 9u, 20u, 1001u})
-      for (double odd : {0.0, std::nan(""), HUGE_VAL}) {
-        const vtest::VectorWidthCap cap(width);
-        SCOPED_TRACE(testing::Message() << "width " << cap.inUse << ", " << n << " pairs, odd " << odd);
-        ERBestFit_Point3DVec from, to;
-        BestFitSolver solver(0);
-        for (unsigned i = 0; i < n; ++i) {
-          from.append(ERPoint3D(u(rng), u(rng), (odd != 0.0 && i == n / 2) ? odd : u(rng)));
-          to.append(ERPoint3D(u(rng), u(rng), u(rng)));
-          solver.AddPoint(from[i], to[i]);
+      for (double odd : {0.0, std::nan(""), HUGE_VAL})
+        for (bool flat : {false, true}) {
+          const vtest::VectorWidthCap cap(width);
+          SCOPED_TRACE(testing::Message() << "width " << cap.inUse << ", " << n << " pairs, odd " << odd
+                                          << (flat ? ", flat" : ""));
+          ERBestFit_Point3DVec from, to;
+          BestFitSolver solver(0);
+          for (unsigned i = 0; i < n; ++i) {
+            const double z = flat ? 0.0 : u(rng);
+            from.append(ERPoint3D(u(rng), u(rng), (odd != 0.0 && i == n / 2) ? odd : z));
+            to.append(ERPoint3D(u(rng), u(rng), flat ? 0.0 : u(rng)));
+            solver.AddPoint(from[i], to[i]);
+          }
+          ERPmIsometrie3D result;
+          solver.Resoudre(result);
+          double scale = 0;
+          ERDoubleMatrix cross;
+          literalScaleAndCross(from, to, scale, cross);
+          EXPECT_EQ(std::memcmp(&solver.scale, &scale, sizeof scale), 0) << solver.scale << " vs " << scale;
+          for (unsigned e = 0; e < 27; ++e)
+            EXPECT_EQ(std::memcmp(solver.cross.data() + e, cross.data() + e, sizeof(double)), 0)
+                << e << ": " << solver.cross.data()[e] << " vs " << cross.data()[e];
         }
-        ERPmIsometrie3D result;
-        solver.Resoudre(result);
-        double scale = 0;
-        ERDoubleMatrix cross;
-        literalScaleAndCross(from, to, scale, cross);
-        EXPECT_EQ(std::memcmp(&solver.scale, &scale, sizeof scale), 0) << solver.scale << " vs " << scale;
-        for (unsigned e = 0; e < 27; ++e)
-          EXPECT_EQ(std::memcmp(solver.cross.data() + e, cross.data() + e, sizeof(double)), 0)
-              << e << ": " << solver.cross.data()[e] << " vs " << cross.data()[e];
-      }
 }
 
 TEST(ERSerieStatistiqueTest, AddEachEqualsAddOneByOneBitForBit) {

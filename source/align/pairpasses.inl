@@ -35,6 +35,25 @@ template <unsigned Width = W>
 #endif
 }
 
+typedef long long Index __attribute__((vector_size(8 * W)));
+
+// Whether any lane of x is not zero, in a test or two instead of a look at every lane.
+template <unsigned Width = W>
+[[gnu::always_inline]] inline bool anyLane(Index x) {
+#if ER_PAIRPASSES_WIDE
+  if constexpr (Width == 8)
+    return _mm512_test_epi64_mask(reinterpret_cast<__m512i>(x), reinterpret_cast<__m512i>(x)) != 0;
+  else if constexpr (Width == 4)
+    return !_mm256_testz_si256(reinterpret_cast<__m256i>(x), reinterpret_cast<__m256i>(x));
+  else
+    return _mm_movemask_pd(reinterpret_cast<__m128d>(x)) != 0;
+#else
+  bool any = false;
+  for (unsigned j = 0; j < Width; ++j) any |= x[j] != 0;
+  return any;
+#endif
+}
+
 template <class F, std::size_t... J>
 [[gnu::always_inline]] inline V lanesOf(F f, std::index_sequence<J...>) {
   return V{f(static_cast<unsigned>(J))...};
@@ -52,7 +71,6 @@ template <class F>
   return splat(first) + lanes([](unsigned j) { return static_cast<double>(j); });
 }
 
-typedef long long Index __attribute__((vector_size(8 * W)));
 template <std::size_t... J>
 constexpr Index interleaveMask(unsigned half, std::index_sequence<J...>) {
   return Index{static_cast<long long>(half * W / 2 + J / 2 + (J % 2) * W)...};
@@ -243,7 +261,7 @@ template <class Chunk, class Work, class Fold>
 }  // namespace
 
 namespace {
-unsigned gatheredPairs(const double* pairs, unsigned n, double* rows, double* sum) {
+[[gnu::flatten]] unsigned gatheredPairs(const double* pairs, unsigned n, double* rows, double* sum) {
   // Each pair is read as `groups` vectors of W of its doubles, from its first; the lanes past its sixth
   // double (the next pair's, or zero past the last pair) are carried along and never used.
   constexpr unsigned groups = (6 + W - 1) / W;
@@ -281,9 +299,7 @@ unsigned gatheredPairs(const double* pairs, unsigned n, double* rows, double* su
           unset |= (v[g][j] == isTop[g]) | (v[g][j] == isBottom[g]);
         }
       });
-      bool any = false;
-      for (unsigned l = 0; l < W; ++l) any |= unset[l] != 0;
-      if (any)
+      if (anyLane(unset))
         for (unsigned j = 0; j < count; ++j)
           for (unsigned g = 0; g < groups; ++g) {
             const Index marked = (v[g][j] == isTop[g]) | (v[g][j] == isBottom[g]);
@@ -314,7 +330,7 @@ void gatherPairs(const double* pairs, unsigned n, double* rows, double* sum, uns
   answer = gatheredPairs(pairs, n, rows, sum);
 }
 
-void sumCentred(const ERPairSource& s, unsigned n, const ERPairCentring& c, double sum[6]) {
+[[gnu::flatten]] void sumCentred(const ERPairSource& s, unsigned n, const ERPairCentring& c, double sum[6]) {
   onSource(s, [&](const auto& source) {
     // The six sums lie along the lanes of `groups` vectors (lanes past the sixth stay zero); each chunk is
     // transposed so that a pair's six coordinates are added to them in one go per vector, every lane still
@@ -338,8 +354,8 @@ void sumCentred(const ERPairSource& s, unsigned n, const ERPairCentring& c, doub
   });
 }
 
-void largestNorme2(const ERPairSource& s, unsigned n, const ERPairCentring& c, const double centre[3],
-                   double& largest) {
+[[gnu::flatten]] void largestNorme2(const ERPairSource& s, unsigned n, const ERPairCentring& c,
+                                    const double centre[3], double& largest) {
   onSource(s, [&](const auto& source) {
     double high = largest;
     forEachChunk(n, [&](unsigned first, unsigned count) {
@@ -353,8 +369,8 @@ void largestNorme2(const ERPairSource& s, unsigned n, const ERPairCentring& c, c
   });
 }
 
-void crossMean(const ERPairSource& s, unsigned n, unsigned base, const ERPairCentring& c, const double cA[3],
-               const double cB[3], double scale, double cross[27]) {
+[[gnu::flatten]] void crossMean(const ERPairSource& s, unsigned n, unsigned base, const ERPairCentring& c,
+                                const double cA[3], const double cB[3], double scale, double cross[27]) {
   onSource(s, [&](const auto& source) {
     // Pair i brings nine products t = (add B.z A[k], add B.y A[k], add B.x A[k]) for k = 0, 1, 2, in that
     // order. Each product is added to one entry of cross and subtracted from another, so the 18 entries
@@ -363,12 +379,6 @@ void crossMean(const ERPairSource& s, unsigned n, unsigned base, const ERPairCen
     const int minus[9] = {3, 4, 5, 18, 19, 20, 15, 16, 17};  // (0, k + 3), (2, k), (1, k + 6)
     // The first eight lanes of each row in 8 / W vectors, the ninth alone.
     constexpr unsigned groups = 8 / W;
-    V up[groups], down[groups];
-    for (unsigned g = 0; g < groups; ++g) {
-      up[g] = lanes([&](unsigned l) { return cross[plus[g * W + l]]; });
-      down[g] = lanes([&](unsigned l) { return cross[minus[g * W + l]]; });
-    }
-    double up8 = cross[plus[8]], down8 = cross[minus[8]];
     const V s = splat(scale);
     struct Chunk {
       V rows[8];  // transposed: the first eight products of pair j along rows[j / W * W ... ]
@@ -392,31 +402,63 @@ void crossMean(const ERPairSource& s, unsigned n, unsigned base, const ERPairCen
       for (unsigned g = 0; g < groups; ++g) transpose(out.rows + g * W);
       out.last = products[8];
     };
-    forEachChunkAhead<Chunk>(n, work, [&](unsigned, unsigned count, const Chunk& chunk) {
-      forEachLane(count, [&](unsigned j) {
-        const double k = chunk.keep[j];
-        const V kp = splat(k);
-        for (unsigned g = 0; g < groups; ++g) {
-          // Lanes g * W ... of the rows of pair j: vector j of block g.
-          const V t = chunk.rows[g * W + j];
-          up[g] = kp * up[g] + t;
-          down[g] = kp * down[g] - t;
-        }
-        up8 = k * up8 + chunk.last[j];
-        down8 = k * down8 - chunk.last[j];
+    // The running means of both rows; with mirrored, the minus row is not worked out but left to be
+    // the negated plus row. Answers whether every entry came out as its row's fold gives it.
+    auto fold = [&](auto mirrored) {
+      V up[groups], down[groups];
+      for (unsigned g = 0; g < groups; ++g) {
+        up[g] = lanes([&](unsigned l) { return cross[plus[g * W + l]]; });
+        down[g] = lanes([&](unsigned l) { return cross[minus[g * W + l]]; });
+      }
+      double up8 = cross[plus[8]], down8 = cross[minus[8]];
+      forEachChunkAhead<Chunk>(n, work, [&](unsigned, unsigned count, const Chunk& chunk) {
+        forEachLane(count, [&](unsigned j) {
+          const double k = chunk.keep[j];
+          const V kp = splat(k);
+          for (unsigned g = 0; g < groups; ++g) {
+            // Lanes g * W ... of the rows of pair j: vector j of block g.
+            const V t = chunk.rows[g * W + j];
+            up[g] = kp * up[g] + t;
+            if (!mirrored) down[g] = kp * down[g] - t;
+          }
+          up8 = k * up8 + chunk.last[j];
+          if (!mirrored) down8 = k * down8 - chunk.last[j];
+        });
       });
-    });
-    for (unsigned l = 0; l < 8; ++l) {
-      cross[plus[l]] = up[l / W][l % W];
-      cross[minus[l]] = down[l / W][l % W];
+      double ups[9], downs[9];
+      for (unsigned l = 0; l < 8; ++l) {
+        ups[l] = up[l / W][l % W];
+        downs[l] = down[l / W][l % W];
+      }
+      ups[8] = up8;
+      downs[8] = down8;
+      if (mirrored) {
+        // Every step gives the minus entry as the negated plus entry, rounding being symmetric, except
+        // where the entries cancel to zero or turn to NaN: there the signs part, so the fold is
+        // worked out again in full.
+        for (unsigned l = 0; l < 9; ++l)
+          if (ups[l] == 0.0 || ups[l] != ups[l]) return false;
+        for (unsigned l = 0; l < 9; ++l) downs[l] = -ups[l];
+      }
+      for (unsigned l = 0; l < 9; ++l) {
+        cross[plus[l]] = ups[l];
+        cross[minus[l]] = downs[l];
+      }
+      return true;
+    };
+    // The rows start mirrored when each minus entry is the negated plus entry, or both are zero (a zero
+    // of either sign turns into -t and t at the first product that is not zero, as a mirrored pair does).
+    bool mirrored = true;
+    for (unsigned l = 0; l < 9; ++l) {
+      const double p = cross[plus[l]], m = cross[minus[l]];
+      mirrored &= (p == 0.0 && m == 0.0) || (p != 0.0 && p == -m);
     }
-    cross[plus[8]] = up8;
-    cross[minus[8]] = down8;
+    if (!mirrored || !fold(std::true_type())) fold(std::false_type());
   });
 }
 
-void residuals(const ERPairSource& s, unsigned n, const ERPassFrame& f, ERPassSeries& series,
-               double* values) {
+[[gnu::flatten]] void residuals(const ERPairSource& s, unsigned n, const ERPassFrame& f, ERPassSeries& series,
+                                double* values) {
   onSource(s, [&](const auto& source) {
     const double before = series.count;
     ERDoublePair means = {series.mean, series.meanSquare};
