@@ -11,6 +11,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "eigen_support.h"
 #include "test_support.h"
@@ -131,6 +132,35 @@ TEST(ERPseudoVecteurRotationTest, MatrixIsAlwaysARotation) {
     Eigen::Matrix3d m = toEigen(r.GetMatrix());
     EXPECT_TRUE((m * m.transpose()).isApprox(Eigen::Matrix3d::Identity(), 1e-13));
     EXPECT_NEAR(m.determinant(), 1.0, 1e-13);
+  }
+}
+
+TEST(ERPseudoVecteurRotationTest, MatrixIsItsMatrixExpressionBitForBit) {
+  // I + (2 / (1 + |v|^2)) (A + A A) written with the library's matrix operations, against GetMatrix and
+  // matrixElements, on random vectors of every size, zero components of either sign and the zero vector.
+  std::mt19937 rng(105);
+  std::uniform_real_distribution<double> u(-1.0, 1.0);
+  std::vector<ERVector3D> vectors = {ERVector3D(), ERVector3D(-0.0, 0.0, -0.0), ERVector3D(0.0, -0.5, 0.0),
+                                     ERVector3D(1e-300, -1e-300, 2.0), ERVector3D(1e150, 3.0, -2.0)};
+  for (int i = 0; i < 300; ++i) {
+    const double scale = std::pow(10.0, 8.0 * u(rng));
+    vectors.emplace_back(scale * u(rng), scale * u(rng), (i % 7 == 0) ? -0.0 : scale * u(rng));
+  }
+  for (const ERVector3D& v : vectors) {
+    SCOPED_TRACE(testing::Message() << v[X3D] << " " << v[Y3D] << " " << v[Z3D]);
+    const ERDoubleMatrix A = DotProductMatrix(v);
+    const ERDoubleMatrix want = IdentityMatrix(3) + (2.0 / (1 + v.norme2())) * (A + A * A);
+    const ERPseudoVecteurRotation r(v);
+    const ERDoubleMatrix got = r.GetMatrix();
+    double elements[9];
+    r.matrixElements(elements);
+    ASSERT_EQ(got.rows(), 3u);
+    ASSERT_EQ(got.cols(), 3u);
+    for (unsigned e = 0; e < 9; ++e) {
+      EXPECT_EQ(std::memcmp(got.data() + e, want.data() + e, sizeof(double)), 0)
+          << e << ": " << got.data()[e] << " vs " << want.data()[e];
+      EXPECT_EQ(std::memcmp(elements + e, want.data() + e, sizeof(double)), 0) << e;
+    }
   }
 }
 

@@ -23,6 +23,8 @@ class ERPseudoVecteurRotation {
 
   // The 3x3 rotation matrix: I + 2 / (1 + |v|^2) . (A + A.A), A the cross-product matrix of v.
   ERDoubleMatrix GetMatrix() const;
+  // The nine entries of GetMatrix(), row by row, to the bit, without making a matrix.
+  void matrixElements(double r[9]) const;
   operator ERDoubleMatrix() const { return GetMatrix(); }  // NOLINT: a rotation is its matrix
   // The unit axis; the zero vector is reported.
   explicit operator ERVector3D() const;

@@ -35,9 +35,25 @@ ERPseudoVecteurRotation::ERPseudoVecteurRotation(const ERDoubleMatrix& m) {
   m_vec = s * w.getnormalized();
 }
 
+void ERPseudoVecteurRotation::matrixElements(double r[9]) const {
+  // I + (2 / (1 + |v|^2)) (A + A A), A the cross-product matrix of v, worked out on the stack with the
+  // operations of the matrix expression in their order: each entry of A A summed as a product runs,
+  // A + A A and the identity added entry by entry, the scale applied to each entry.
+  const double a[9] = {0.0,         -m_vec[Z3D], m_vec[Y3D], m_vec[Z3D], 0.0,
+                       -m_vec[X3D], -m_vec[Y3D], m_vec[X3D], 0.0};
+  const double scale = 2.0 / (1 + m_vec.norme2());
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 3; ++j) {
+      double square = 0.0;
+      for (int k = 0; k < 3; ++k) square = a[3 * i + k] * a[3 * k + j] + square;
+      r[3 * i + j] = ((i == j) ? 1.0 : 0.0) + (a[3 * i + j] + square) * scale;
+    }
+}
+
 ERDoubleMatrix ERPseudoVecteurRotation::GetMatrix() const {
-  const ERDoubleMatrix A = DotProductMatrix(m_vec);
-  return IdentityMatrix(3) + (2.0 / (1 + m_vec.norme2())) * (A + A * A);
+  ERDoubleMatrix m(3, 3);
+  matrixElements(m.mutableData());
+  return m;
 }
 
 ERPseudoVecteurRotation::operator ERVector3D() const {

@@ -66,8 +66,9 @@ void BestFitSolver::RAZ() {
 }
 
 ERDoubleVec BestFitSolver::rotationOfPseudoVecteur(const ERDoubleVec& x) {
-  const ERDoubleMatrix r = ERPseudoVecteurRotation(x).GetMatrix();
-  return ERDoubleVec(r.data(), 9);
+  double r[9];
+  ERPseudoVecteurRotation(x).matrixElements(r);
+  return ERDoubleVec(r, 9);
 }
 
 ERDoubleVec BestFitSolver::rotationOfAngles(const ERDoubleVec& x) {
