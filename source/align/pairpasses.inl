@@ -37,20 +37,22 @@ template <unsigned Width = W>
 
 typedef long long Index __attribute__((vector_size(8 * W)));
 
-// Whether any lane of x is not zero, in a test or two instead of a look at every lane.
+// The lanes where a equals b, as the bits of a mask (lane j at bit j), from one compare.
 template <unsigned Width = W>
-[[gnu::always_inline]] inline bool anyLane(Index x) {
+[[gnu::always_inline]] inline unsigned equalLanes(V a, V b) {
 #if ER_PAIRPASSES_WIDE
   if constexpr (Width == 8)
-    return _mm512_test_epi64_mask(reinterpret_cast<__m512i>(x), reinterpret_cast<__m512i>(x)) != 0;
+    return _mm512_cmp_pd_mask(reinterpret_cast<__m512d>(a), reinterpret_cast<__m512d>(b), _CMP_EQ_OQ);
   else if constexpr (Width == 4)
-    return !_mm256_testz_si256(reinterpret_cast<__m256i>(x), reinterpret_cast<__m256i>(x));
+    return static_cast<unsigned>(_mm256_movemask_pd(
+        _mm256_cmp_pd(reinterpret_cast<__m256d>(a), reinterpret_cast<__m256d>(b), _CMP_EQ_OQ)));
   else
-    return _mm_movemask_pd(reinterpret_cast<__m128d>(x)) != 0;
+    return static_cast<unsigned>(
+        _mm_movemask_pd(_mm_cmpeq_pd(reinterpret_cast<__m128d>(a), reinterpret_cast<__m128d>(b))));
 #else
-  bool any = false;
-  for (unsigned j = 0; j < Width; ++j) any |= x[j] != 0;
-  return any;
+  unsigned mask = 0;
+  for (unsigned j = 0; j < Width; ++j) mask |= (a[j] == b[j]) ? 1u << j : 0u;
+  return mask;
 #endif
 }
 
@@ -292,20 +294,17 @@ namespace {
       for (unsigned g = 0; g < groups; ++g) v[g][j] = load(p + g * W);
     }
     if (sum) {
-      Index unset = {};
+      unsigned unset = 0;
       forEachLane(count, [&](unsigned j) {
         for (unsigned g = 0; g < groups; ++g) {
           total[g] += v[g][j];
-          unset |= (v[g][j] == isTop[g]) | (v[g][j] == isBottom[g]);
+          unset |= equalLanes(v[g][j], isTop[g]) | equalLanes(v[g][j], isBottom[g]);
         }
       });
-      if (anyLane(unset))
+      if (unset != 0)
         for (unsigned j = 0; j < count; ++j)
-          for (unsigned g = 0; g < groups; ++g) {
-            const Index marked = (v[g][j] == isTop[g]) | (v[g][j] == isBottom[g]);
-            for (unsigned l = 0; l < W; ++l)
-              if (marked[l] != 0) return first + j;
-          }
+          for (unsigned g = 0; g < groups; ++g)
+            if ((equalLanes(v[g][j], isTop[g]) | equalLanes(v[g][j], isBottom[g])) != 0) return first + j;
     }
     if (rows) {
       double* r = rows + 6 * ERRowChunk * (first / ERRowChunk) + first % ERRowChunk;
