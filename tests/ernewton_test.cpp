@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <random>
 #include <sstream>
 #include <string>
 
@@ -185,6 +187,52 @@ TEST(ERCNewtonMDeltaTest, JacobianOfANonSymmetricLinearMapIsSymmetrised) {
       EXPECT_NEAR(j(r, c), (a(r, c) + a(c, r)) / 2.0, 1e-9) << r << "," << c;
       EXPECT_EQ(j(r, c), j(c, r));
     }
+}
+
+// The Jacobian as its definition writes it with the vector operations: columns
+// (f(x + delta e_j) - f(x - delta e_j)) / (2 delta), then the symmetrisation.
+ERDoubleMatrix literalJacobian(ERCNewtonMDelta& fn, const ERDoubleVec& x, double delta) {
+  const unsigned n = x.length();
+  ERDoubleMatrix jacobian(n, n);
+  for (unsigned j = 0; j < n; ++j) {
+    ERDoubleVec xMinus(x), xPlus(x);
+    xMinus[j] -= delta;
+    xPlus[j] += delta;
+    const ERDoubleVec column = (fn.f(xPlus) - fn.f(xMinus)) / (delta * 2.0);
+    for (unsigned i = 0; i < n; ++i) jacobian(i, j) = column[i];
+  }
+  for (unsigned j = 1; j < n; ++j)
+    for (unsigned i = 0; i < j; ++i)
+      jacobian(i, j) = jacobian(j, i) = (jacobian(j, i) + jacobian(i, j)) / 2.0;
+  return jacobian;
+}
+
+TEST(ERCNewtonMDeltaTest, JacobianIsItsVectorExpressionBitForBit) {
+  // A nonlinear system, and a function with one value more than it has variables (its columns are
+  // read as far as the variables go), on seeded points; x itself is left as it was.
+  struct Longer : ERCNewtonMDelta {
+    Longer() : ERCNewtonMDelta(1e-5) {}
+    ERDoubleVec f(const ERDoubleVec& x) override {
+      return vec({std::sin(x[0]) * x[1], x[0] / (1.5 + x[1] * x[1]), std::exp(x[1]) - x[0]});
+    }
+  };
+  QuarticGradient quartic;
+  Longer longer;
+  std::mt19937 rng(29);
+  std::uniform_real_distribution<double> u(-3.0, 3.0);
+  for (int k = 0; k < 50; ++k) {
+    const ERDoubleVec x3 = vec({u(rng), u(rng), u(rng)});
+    const ERDoubleVec x2 = vec({u(rng), u(rng)});
+    const ERDoubleVec copy3(x3.data(), 3), copy2(x2.data(), 2);
+    const ERDoubleMatrix got3 = quartic.fprime(x3), want3 = literalJacobian(quartic, x3, 1e-6);
+    const ERDoubleMatrix got2 = longer.fprime(x2), want2 = literalJacobian(longer, x2, 1e-5);
+    ASSERT_EQ(got3.rows(), 3u);
+    ASSERT_EQ(got2.rows(), 2u);
+    EXPECT_EQ(std::memcmp(got3.data(), want3.data(), 9 * sizeof(double)), 0);
+    EXPECT_EQ(std::memcmp(got2.data(), want2.data(), 4 * sizeof(double)), 0);
+    EXPECT_EQ(std::memcmp(x3.data(), copy3.data(), 3 * sizeof(double)), 0);
+    EXPECT_EQ(std::memcmp(x2.data(), copy2.data(), 2 * sizeof(double)), 0);
+  }
 }
 
 TEST(ERCNewtonMDeltaTest, JacobianColumnsAreCentralDifferences) {

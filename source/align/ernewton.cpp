@@ -32,13 +32,27 @@ double ERCNewtonSDelta::fprime(double x) { return (f(x + delta) - f(x - delta)) 
 ERDoubleMatrix ERCNewtonMDelta::fprime(const ERDoubleVec& x) {
   const unsigned n = x.length();
   ERDoubleMatrix jacobian(n, n);
+  // Both displaced points made once, each coordinate moved and put back in turn; each column is the
+  // difference of the two values divided element by element, as the vector expression
+  // (f(xPlus) - f(xMinus)) / (2 delta) gives it.
+  ERDoubleVec xMinus(x);
+  ERDoubleVec xPlus(x);
   for (unsigned j = 0; j < n; ++j) {
-    ERDoubleVec xMinus(x);
-    ERDoubleVec xPlus(x);
-    xMinus[j] -= delta;
-    xPlus[j] += delta;
-    const ERDoubleVec column = (f(xPlus) - f(xMinus)) / (delta * 2.0);
-    for (unsigned i = 0; i < n; ++i) jacobian(i, j) = column[i];
+    xMinus[j] = x[j] - delta;
+    xPlus[j] = x[j] + delta;
+    const ERDoubleVec plus = f(xPlus);
+    const ERDoubleVec minus = f(xMinus);
+    if (plus.length() == n && minus.length() == n) {
+      const double* p = plus.data();
+      const double* m = minus.data();
+      for (unsigned i = 0; i < n; ++i) jacobian(i, j) = (p[i] - m[i]) / (delta * 2.0);
+    } else {
+      // A function of another length: the vector expression itself, with its reports.
+      const ERDoubleVec column = (plus - minus) / (delta * 2.0);
+      for (unsigned i = 0; i < n; ++i) jacobian(i, j) = column[i];
+    }
+    xMinus[j] = x[j];
+    xPlus[j] = x[j];
   }
   // Always symmetric, whatever the function: right for gradients, kept for every user.
   for (unsigned j = 1; j < n; ++j)
