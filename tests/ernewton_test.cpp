@@ -210,13 +210,20 @@ ERDoubleMatrix literalJacobian(ERCNewtonMDelta& fn, const ERDoubleVec& x, double
 TEST(ERCNewtonMDeltaTest, JacobianIsItsVectorExpressionBitForBit) {
   // A nonlinear system, and a function with one value more than it has variables (its columns are
   // read as far as the variables go), on seeded points; x itself is left as it was.
+  struct Wavy : ERCNewtonMDelta {
+    Wavy() : ERCNewtonMDelta(7.3e-6) {}
+    ERDoubleVec f(const ERDoubleVec& x) override {
+      return vec({std::sin(x[0]) * x[1] + x[2], x[0] / (1.5 + x[1] * x[1]), std::exp(x[2]) - x[0] * x[1]});
+    }
+  };
   struct Longer : ERCNewtonMDelta {
-    Longer() : ERCNewtonMDelta(1e-5) {}
+    Longer() : ERCNewtonMDelta(7.3e-6) {}
     ERDoubleVec f(const ERDoubleVec& x) override {
       return vec({std::sin(x[0]) * x[1], x[0] / (1.5 + x[1] * x[1]), std::exp(x[1]) - x[0]});
     }
   };
   QuarticGradient quartic;
+  Wavy wavy;
   Longer longer;
   std::mt19937 rng(29);
   std::uniform_real_distribution<double> u(-3.0, 3.0);
@@ -224,10 +231,13 @@ TEST(ERCNewtonMDeltaTest, JacobianIsItsVectorExpressionBitForBit) {
     const ERDoubleVec x3 = vec({u(rng), u(rng), u(rng)});
     const ERDoubleVec x2 = vec({u(rng), u(rng)});
     const ERDoubleVec copy3(x3.data(), 3), copy2(x2.data(), 2);
-    const ERDoubleMatrix got3 = quartic.fprime(x3), want3 = literalJacobian(quartic, x3, 1e-6);
-    const ERDoubleMatrix got2 = longer.fprime(x2), want2 = literalJacobian(longer, x2, 1e-5);
+    const ERDoubleMatrix got = quartic.fprime(x3), want = literalJacobian(quartic, x3, 1e-6);
+    const ERDoubleMatrix got3 = wavy.fprime(x3), want3 = literalJacobian(wavy, x3, 7.3e-6);
+    const ERDoubleMatrix got2 = longer.fprime(x2), want2 = literalJacobian(longer, x2, 7.3e-6);
+    ASSERT_EQ(got.rows(), 3u);
     ASSERT_EQ(got3.rows(), 3u);
     ASSERT_EQ(got2.rows(), 2u);
+    EXPECT_EQ(std::memcmp(got.data(), want.data(), 9 * sizeof(double)), 0);
     EXPECT_EQ(std::memcmp(got3.data(), want3.data(), 9 * sizeof(double)), 0);
     EXPECT_EQ(std::memcmp(got2.data(), want2.data(), 4 * sizeof(double)), 0);
     EXPECT_EQ(std::memcmp(x3.data(), copy3.data(), 3 * sizeof(double)), 0);
