@@ -68,7 +68,7 @@ unsigned width();
   /* Reads n pairs of six doubles each (x y z x' y' z', one pair after another, as the host lays out its     \
      points) into rows, when rows is not null, and adds their coordinates in pair order to sum[0..5], when   \
      sum is not null. With sum, answers (in answer) the index of the first pair holding a point that the     \
-     host counts as unset (x = -max or one coordinate = max), where it stops, and n when there is none. */                      \
+     host counts as unset (x = -max or one coordinate = max), where it stops, and n when there is none. */   \
   void gatherPairs(const double* pairs, unsigned n, double* rows, double* sum, unsigned& answer);            \
   /* The sums in pair order, into sum[0..2] and sum[3..5], of both points of the pairs of c. */              \
   void sumCentred(const ERPairSource& s, unsigned n, const ERPairCentring& c, double sum[6]);                \

@@ -56,7 +56,7 @@ static_assert(sizeof(giPoint3) == 3 * sizeof(double) && std::is_standard_layout<
               "a host point is three doubles");
 
 // The pairs of the host array: pair i is (points[2i], points[2i + 1]), each point read as the conversion
-// reads it. Read only once every point is known to be valid (see gatheredPairs), so that no read reports.
+// reads it. Read only once every point is known to be valid (see ERGatherPairs), so that no read reports.
 // The pairs are handed to the passes block by block, at most 256 at a time, each block gathered into
 // rows on the stack first, or all at once from the rows of every pair when they were gathered before.
 struct HostPairs {
