@@ -37,21 +37,27 @@ template <unsigned Width = W>
 
 typedef long long Index __attribute__((vector_size(8 * W)));
 
-// The lanes where a equals b, as the bits of a mask (lane j at bit j), from one compare.
-template <unsigned Width = W>
-[[gnu::always_inline]] inline unsigned equalLanes(V a, V b) {
+// The lanes where a is equal to b (Equal) or at least b (AtLeast), as the bits of a mask (lane j at bit
+// j), from one compare.
+enum Comparison { Equal, AtLeast };
+template <Comparison C, unsigned Width = W>
+[[gnu::always_inline]] inline unsigned lanesWhere(V a, V b) {
 #if ER_PAIRPASSES_WIDE
+  constexpr int predicate = (C == Equal) ? _CMP_EQ_OQ : _CMP_GE_OQ;
   if constexpr (Width == 8)
-    return _mm512_cmp_pd_mask(reinterpret_cast<__m512d>(a), reinterpret_cast<__m512d>(b), _CMP_EQ_OQ);
+    return _mm512_cmp_pd_mask(reinterpret_cast<__m512d>(a), reinterpret_cast<__m512d>(b), predicate);
   else if constexpr (Width == 4)
     return static_cast<unsigned>(_mm256_movemask_pd(
-        _mm256_cmp_pd(reinterpret_cast<__m256d>(a), reinterpret_cast<__m256d>(b), _CMP_EQ_OQ)));
-  else
+        _mm256_cmp_pd(reinterpret_cast<__m256d>(a), reinterpret_cast<__m256d>(b), predicate)));
+  else if constexpr (C == Equal)
     return static_cast<unsigned>(
         _mm_movemask_pd(_mm_cmpeq_pd(reinterpret_cast<__m128d>(a), reinterpret_cast<__m128d>(b))));
+  else
+    return static_cast<unsigned>(
+        _mm_movemask_pd(_mm_cmpge_pd(reinterpret_cast<__m128d>(a), reinterpret_cast<__m128d>(b))));
 #else
   unsigned mask = 0;
-  for (unsigned j = 0; j < Width; ++j) mask |= (a[j] == b[j]) ? 1u << j : 0u;
+  for (unsigned j = 0; j < Width; ++j) mask |= ((C == Equal) ? a[j] == b[j] : a[j] >= b[j]) ? 1u << j : 0u;
   return mask;
 #endif
 }
@@ -268,16 +274,19 @@ namespace {
   // double (the next pair's, or zero past the last pair) are carried along and never used.
   constexpr unsigned groups = (6 + W - 1) / W;
   constexpr unsigned spread = groups * W;
-  const double top = std::numeric_limits<double>::max();
-  const double none = std::numeric_limits<double>::quiet_NaN();
-  // What marks a coordinate unset, lane by lane: max for every coordinate, -max for the two x; NaN,
-  // which nothing equals, for the lanes that are no coordinate.
-  V isTop[groups], isBottom[groups], total[groups];
+  // A coordinate is unset when it holds max, or -max for the two x: with the sign of the two x dropped
+  // and the lanes that are no coordinate zeroed, exactly when it equals max.
+  const V top = splat(std::numeric_limits<double>::max());
+  Index marked[groups];
+  V total[groups];
   for (unsigned g = 0; g < groups; ++g) {
-    isTop[g] = lanes([&](unsigned l) { return (g * W + l < 6) ? top : none; });
-    isBottom[g] = lanes([&](unsigned l) { return (g * W + l == 0 || g * W + l == 3) ? -top : none; });
+    for (unsigned l = 0; l < W; ++l) {
+      const unsigned k = g * W + l;
+      marked[g][l] = (k >= 6) ? 0 : (k == 0 || k == 3) ? 0x7fffffffffffffffLL : -1LL;
+    }
     total[g] = lanes([&](unsigned l) { return (sum && g * W + l < 6) ? sum[g * W + l] : 0.0; });
   }
+  auto marker = [&](unsigned g, V x) { return reinterpret_cast<V>(reinterpret_cast<Index>(x) & marked[g]); };
   if (n == 0) return 0;
   // The last pair, copied so that its reads stay within it.
   double last[spread] = {};
@@ -294,17 +303,20 @@ namespace {
       for (unsigned g = 0; g < groups; ++g) v[g][j] = load(p + g * W);
     }
     if (sum) {
-      unsigned unset = 0;
+      // The largest marker view of the chunk reaches max only where a coordinate is unset or infinite (a
+      // NaN is passed over); the chunk is then looked at pair by pair.
+      V highest = splat(0.0);
       forEachLane(count, [&](unsigned j) {
         for (unsigned g = 0; g < groups; ++g) {
           total[g] += v[g][j];
-          unset |= equalLanes(v[g][j], isTop[g]) | equalLanes(v[g][j], isBottom[g]);
+          const V m = marker(g, v[g][j]);
+          highest = (m > highest) ? m : highest;
         }
       });
-      if (unset != 0)
+      if (lanesWhere<AtLeast>(highest, top) != 0)
         for (unsigned j = 0; j < count; ++j)
           for (unsigned g = 0; g < groups; ++g)
-            if ((equalLanes(v[g][j], isTop[g]) | equalLanes(v[g][j], isBottom[g])) != 0) return first + j;
+            if (lanesWhere<Equal>(marker(g, v[g][j]), top) != 0) return first + j;
     }
     if (rows) {
       double* r = rows + 6 * ERRowChunk * (first / ERRowChunk) + first % ERRowChunk;
