@@ -53,6 +53,8 @@ struct ERPairSource {
   const double* to;
 };
 constexpr unsigned ERRowChunk = 8;
+// Where coordinate 0 of pair i sits in the rows; coordinate k is k * ERRowChunk further.
+inline unsigned ERRowOffset(unsigned i) { return 6 * ERRowChunk * (i / ERRowChunk) + i % ERRowChunk; }
 // The doubles that the rows of n pairs take.
 inline unsigned ERRowsLength(unsigned n) { return 6 * ERRowChunk * ((n + ERRowChunk - 1) / ERRowChunk); }
 

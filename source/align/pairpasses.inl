@@ -161,13 +161,16 @@ template <unsigned c>
   return __builtin_shuffle(__builtin_shuffle(__builtin_shuffle(v[0], v[1], take1), v[2], take2), place);
 }
 
+// W doubles from p, wherever p points.
+typedef double Unaligned __attribute__((vector_size(8 * W), aligned(8)));
+[[gnu::always_inline]] inline V load(const double* p) { return *reinterpret_cast<const Unaligned*>(p); }
+
 // Points first, ..., first + W - 1 of an array of points (three doubles each); lanes past last repeat
 // point last.
 [[gnu::always_inline]] inline Lanes3 loadPoints(const double* p, unsigned first, unsigned last) {
   if (first + W - 1 <= last) {
-    typedef double Unaligned __attribute__((vector_size(8 * W), aligned(8)));
-    const Unaligned* q = reinterpret_cast<const Unaligned*>(p + 3 * first);
-    const V v[3] = {q[0], q[1], q[2]};
+    const double* q = p + 3 * first;
+    const V v[3] = {load(q), load(q + W), load(q + 2 * W)};
     return {coordinate<0>(v), coordinate<1>(v), coordinate<2>(v)};
   }
   unsigned at[W];
@@ -197,9 +200,6 @@ template <unsigned c>
           lanes([&](unsigned j) { return r[2][j]; })};
 }
 
-typedef double Unaligned __attribute__((vector_size(8 * W), aligned(8)));
-[[gnu::always_inline]] inline V load(const double* p) { return *reinterpret_cast<const Unaligned*>(p); }
-
 // Where a pass reads its chunks: first(i, last) and second(i, last) are the first and the second points
 // of pairs i, ..., i + W - 1, the lanes past pair last holding that pair or the padding of the rows.
 struct ArraysOfPoints {
@@ -210,10 +210,7 @@ struct ArraysOfPoints {
 };
 struct PairRows {
   const double* rows;
-  // Row 0 of the chunk of pair i, at the lane of pair i.
-  [[gnu::always_inline]] const double* at(unsigned i) const {
-    return rows + 6 * ERRowChunk * (i / ERRowChunk) + i % ERRowChunk;
-  }
+  [[gnu::always_inline]] const double* at(unsigned i) const { return rows + ERRowOffset(i); }
   [[gnu::always_inline]] Lanes3 first(unsigned i, unsigned) const {
     const double* r = at(i);
     return {load(r), load(r + ERRowChunk), load(r + 2 * ERRowChunk)};
@@ -319,7 +316,7 @@ namespace {
             if (lanesWhere<Equal>(marker(g, v[g][j]), top) != 0) return first + j;
     }
     if (rows) {
-      double* r = rows + 6 * ERRowChunk * (first / ERRowChunk) + first % ERRowChunk;
+      double* r = rows + ERRowOffset(first);
       for (unsigned g = 0; g < groups; ++g) transpose(v[g]);
       for (unsigned k = 0; k < 6; ++k) *reinterpret_cast<Unaligned*>(r + k * ERRowChunk) = v[k / W][k % W];
     }
@@ -327,9 +324,8 @@ namespace {
   if (rows) {
     // The rest of the last chunk of rows repeats the last pair.
     const unsigned end = (n + ERRowChunk - 1) / ERRowChunk * ERRowChunk;
-    double* r = rows + 6 * ERRowChunk * ((n - 1) / ERRowChunk);
     for (unsigned i = (n + W - 1) / W * W; i < end; ++i)
-      for (unsigned k = 0; k < 6; ++k) r[k * ERRowChunk + i % ERRowChunk] = last[k];
+      for (unsigned k = 0; k < 6; ++k) rows[ERRowOffset(i) + k * ERRowChunk] = last[k];
   }
   if (sum)
     for (unsigned k = 0; k < 6; ++k) sum[k] = total[k / W][k % W];
