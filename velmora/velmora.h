@@ -23,5 +23,6 @@
 #include "velmora/ernewton.h"
 #include "velmora/slvbstft.h"
 #include "velmora/velAlign.h"
+#include "velmora/fit.h"
 
 #endif
