@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "velmora/fit.h"
 #include "velmora/slvbstft.h"
 #include "velmora/transf3d.h"
 #include "velmora/velAlign.h"
@@ -96,6 +97,23 @@ void BM_Resoudre(benchmark::State& state) {
   perPair(state, n);
 }
 
+// The exact fit on the same points (an Eigen 3 x N matrix is N points of three doubles), rigid model:
+// the motion alone, then with the residual statistics (mean, RMS, max, min), which take one more pass.
+void fitBenchmark(benchmark::State& state, bool statistics) {
+  const int n = static_cast<int>(state.range(0));
+  const PairSet& s = pairSet(n);
+  velmora::FitOptions options;
+  options.statistics = statistics;
+  for (auto _ : state) {
+    velmora::FitResult r = velmora::fit(s.src.data(), s.dst.data(), static_cast<std::size_t>(n), nullptr, options);
+    benchmark::DoNotOptimize(r.motion.matrix);
+    benchmark::DoNotOptimize(r.rms);
+  }
+  perPair(state, n);
+}
+void BM_Fit(benchmark::State& state) { fitBenchmark(state, false); }
+void BM_FitStats(benchmark::State& state) { fitBenchmark(state, true); }
+
 void BM_EigenUmeyama(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
   const PairSet& s = pairSet(n);
@@ -149,6 +167,8 @@ void sizes(benchmark::internal::Benchmark* b) {
 
 BENCHMARK(BM_Entry)->Apply(sizes);
 BENCHMARK(BM_Resoudre)->Apply(sizes);
+BENCHMARK(BM_Fit)->Apply(sizes);
+BENCHMARK(BM_FitStats)->Apply(sizes);
 BENCHMARK(BM_EigenUmeyama)->Apply(sizes);
 BENCHMARK(BM_FloorRead)->Apply(sizes);
 BENCHMARK(BM_FloorCovariance)->Apply(sizes);
@@ -178,14 +198,15 @@ void printTable(const TableReporter& rep) {
     return g == f->second.end() ? std::nan("") : g->second;
   };
   std::printf("\nTime per pair (ns, median of 5), ratios measured in this run\n");
-  std::printf("| pairs | entry | Resoudre | Eigen umeyama | read floor | covariance floor | entry / Eigen | "
-              "Resoudre / Eigen | entry / covariance floor |\n");
-  std::printf("|---:|---:|---:|---:|---:|---:|---:|---:|---:|\n");
+  std::printf("| pairs | entry | Resoudre | fit | fit + statistics | Eigen umeyama | read floor | covariance floor | "
+              "entry / Eigen | Resoudre / Eigen | fit / covariance floor | fit + statistics / Eigen |\n");
+  std::printf("|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|\n");
   for (int n : {1000, 10000, 100000, 1000000}) {
     const double e = at("BM_Entry", n), r = at("BM_Resoudre", n), u = at("BM_EigenUmeyama", n);
+    const double f = at("BM_Fit", n), fs = at("BM_FitStats", n);
     const double fr = at("BM_FloorRead", n), fc = at("BM_FloorCovariance", n);
-    std::printf("| %d | %.1f | %.1f | %.1f | %.2f | %.2f | %.2f | %.2f | %.1f |\n", n, e, r, u, fr, fc, e / u,
-                r / u, e / fc);
+    std::printf("| %d | %.1f | %.1f | %.2f | %.2f | %.1f | %.2f | %.2f | %.2f | %.2f | %.2f | %.2f |\n", n, e, r, f, fs,
+                u, fr, fc, e / u, r / u, f / fc, fs / u);
   }
 }
 
