@@ -48,16 +48,23 @@ void symmetricEigen(const double in[N][N], double values[N], double v[N][N]) {
       a[r][c] = in[r][c];
       v[r][c] = r == c ? 1.0 : 0.0;
     }
+  double norm = 0.0;
+  for (int r = 0; r < N; ++r)
+    for (int c = 0; c < N; ++c) norm += in[r][c] * in[r][c];
+  // An off-diagonal element below this, or negligible beside both diagonal elements it couples, is set to
+  // zero: what it would still move is below the rounding of the eigenvectors.
+  const double negligible = 1e-3 * kEpsilon * std::sqrt(norm);
   for (int sweep = 0; sweep < 64; ++sweep) {
-    double off = 0.0, diagonal = 0.0;
-    for (int r = 0; r < N; ++r) {
-      diagonal += a[r][r] * a[r][r];
-      for (int c = r + 1; c < N; ++c) off += a[r][c] * a[r][c];
-    }
-    if (off == 0.0 || off <= kEpsilon * kEpsilon * 1e-4 * diagonal) break;
+    bool rotated = false;
     for (int p = 0; p < N - 1; ++p)
       for (int q = p + 1; q < N; ++q) {
-        if (a[p][q] == 0.0) continue;
+        const double g = 100.0 * std::fabs(a[p][q]);
+        if (std::fabs(a[p][q]) <= negligible ||
+            (std::fabs(a[p][p]) + g == std::fabs(a[p][p]) && std::fabs(a[q][q]) + g == std::fabs(a[q][q]))) {
+          a[p][q] = a[q][p] = 0.0;
+          continue;
+        }
+        rotated = true;
         // The rotation that zeroes a[p][q], with the smaller of the two angles (Golub and Van Loan 8.5.2).
         const double theta = (a[q][q] - a[p][p]) / (2.0 * a[p][q]);
         const double t = (theta >= 0.0 ? 1.0 : -1.0) / (std::fabs(theta) + std::sqrt(1.0 + theta * theta));
@@ -77,7 +84,10 @@ void symmetricEigen(const double in[N][N], double values[N], double v[N][N]) {
           v[k][p] = c * vkp - s * vkq;
           v[k][q] = s * vkp + c * vkq;
         }
+        // Zero by construction; what the arithmetic left there is rounding.
+        a[p][q] = a[q][p] = 0.0;
       }
+    if (!rotated) break;
   }
   // Ascending order (selection sort: N is at most 4).
   for (int k = 0; k < N; ++k) values[k] = a[k][k];
