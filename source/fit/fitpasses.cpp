@@ -3,6 +3,7 @@
 #include "fitpasses.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 
@@ -18,7 +19,9 @@ namespace detail {
 
 // The helpers of the passes take and return vectors of four doubles, but all of them are in-lined: no
 // call passes one, so the calling convention for such vectors without AVX never applies.
-#if defined(__GNUC__) && !defined(__clang__)
+#if defined(__clang__)
+#pragma clang diagnostic ignored "-Wpsabi"
+#elif defined(__GNUC__)
 #pragma GCC diagnostic ignored "-Wpsabi"
 #endif
 
@@ -47,19 +50,30 @@ namespace avx2 {
 #pragma GCC pop_options
 #endif
 
+#endif
+
 namespace {
-bool offersAvx2() {
-  __builtin_cpu_init();
-  return __builtin_cpu_supports("avx2");
+std::atomic<bool> portableOnly{false};
+
+bool avx2InUse() {
+#if VELMORA_FIT_AVX2
+  static const bool offered = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") != 0;
+  }();
+  return offered && !portableOnly.load(std::memory_order_relaxed);
+#else
+  return false;
+#endif
 }
 }  // namespace
-#endif
+
+bool usePortablePasses(bool portable) { return portableOnly.exchange(portable); }
 
 void sumMoments(const PointsView& source, const PointsView& target, const WeightsView& weights,
                 const double originFrom[3], const double originTo[3], double unit, RawMoments& sums) {
 #if VELMORA_FIT_AVX2
-  static const bool avx2Offered = offersAvx2();
-  if (avx2Offered) return avx2::sumMoments(source, target, weights, originFrom, originTo, unit, sums);
+  if (avx2InUse()) return avx2::sumMoments(source, target, weights, originFrom, originTo, unit, sums);
 #endif
   portable::sumMoments(source, target, weights, originFrom, originTo, unit, sums);
 }
@@ -68,8 +82,7 @@ void sumResiduals(const PointsView& source, const PointsView& target, const Weig
                   const double meanFrom[3], const double meanTo[3], const double a[3][3], double unit,
                   ResidualSums& sums, double* vectors, double* distances) {
 #if VELMORA_FIT_AVX2
-  static const bool avx2Offered = offersAvx2();
-  if (avx2Offered)
+  if (avx2InUse())
     return avx2::sumResiduals(source, target, weights, meanFrom, meanTo, a, unit, sums, vectors, distances);
 #endif
   portable::sumResiduals(source, target, weights, meanFrom, meanTo, a, unit, sums, vectors, distances);

@@ -38,6 +38,10 @@ void sumResiduals(const PointsView& source, const PointsView& target, const Weig
                   ResidualSums& sums,
                   double* vectors, double* distances);
 
+// For tests and measurements: true makes the passes use their portable variant even where the processor
+// offers a wider one (both give the same bits). Returns the previous setting.
+bool usePortablePasses(bool portable);
+
 }  // namespace detail
 }  // namespace velmora
 
