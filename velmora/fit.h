@@ -49,12 +49,12 @@ enum class Model {
 
 enum class Status {
   ok,
-  badArgument,     // inconsistent call: null data with a non-zero count, counts that differ, a zero axis
-  badCoordinate,   // a NaN or infinite coordinate
-  badWeight,       // a negative, NaN or infinite weight
-  tooFewPairs,     // fewer pairs with a non-zero weight than the model needs
-  degenerate,      // the data cannot determine the model (collinear or coincident points, ...)
-  outOfRange,      // the coordinates are too large or too small for their squares to be formed
+  badArgument,    // inconsistent call: null data with a non-zero count, counts that differ, a zero axis
+  badCoordinate,  // a NaN or infinite coordinate
+  badWeight,      // a negative, NaN or infinite weight
+  tooFewPairs,    // fewer pairs with a non-zero weight than the model needs
+  degenerate,     // the data cannot determine the model (collinear or coincident points, ...)
+  outOfRange,     // the coordinates are too large or too small for their squares to be formed
 };
 
 // "rigid", "similarity", "translation", "axis"; parseModel returns false for any other text.
@@ -98,10 +98,14 @@ Motion motionFromMatrix(const double m[4][4]);
 // centred second moments (sums of w (a - mean a)(b - mean b)). Two sets of moments merge exactly as if
 // their pairs had been summed together, with the centred form that keeps large offsets harmless.
 struct Moments {
-  double weightSum = 0.0;     // sum of the weights
-  std::size_t pairs = 0;      // pairs with a non-zero weight
+  double weightSum = 0.0;  // sum of the weights
+  std::size_t pairs = 0;   // pairs with a non-zero weight
   double meanFrom[3] = {0, 0, 0};
   double meanTo[3] = {0, 0, 0};
+  // What rounding the means to doubles left out (the mean is meanFrom + meanFromLow): far from the origin
+  // the rounding of a mean is larger than the digits that merging chunks metres apart needs.
+  double meanFromLow[3] = {0, 0, 0};
+  double meanToLow[3] = {0, 0, 0};
   // Centred co-moments, in units of `unit` squared: ss = source with source (xx, xy, xz, yy, yz, zz),
   // tt = target with target (same order), st[a][b] = source coordinate a with target coordinate b.
   double ss[6] = {0, 0, 0, 0, 0, 0};
@@ -148,8 +152,8 @@ struct FitResult {
   // covariance of the centred points) divided by the largest; 1 for a well spread set, 0 for a flat one.
   double conditioningFrom = 0.0;
   double conditioningTo = 0.0;
-  std::size_t pairs = 0;     // pairs with a non-zero weight
-  double weightSum = 0.0;    // their weight sum (the pair count when unweighted)
+  std::size_t pairs = 0;   // pairs with a non-zero weight
+  double weightSum = 0.0;  // their weight sum (the pair count when unweighted)
 
   bool ok() const { return status == Status::ok; }
 };
@@ -176,8 +180,8 @@ std::string projHelmert(const Motion& motion);
 // Empty for a reflection or a scale other than 1.
 std::string rosStaticTransform(const Motion& motion, const std::string& parent, const std::string& child);
 
-// The shortest text of at most 17 significant digits that reads back as v, independent of the locale:
-// "1", "0.10000000000000001", "1.5e-05"; "nan", "inf", "-inf" for non-finite values.
+// v with 17 significant digits (C's %.17g) and no trailing zeros, which reads back as v, independent of the
+// locale: "1", "0.10000000000000001", "1.5e-05"; "nan", "inf", "-inf" for non-finite values.
 std::string formatNumber(double v);
 
 }  // namespace velmora

@@ -1,5 +1,7 @@
 // The exact fit: weighted moments in one pass, the motion of each model in closed form from them, and the
 // residual statistics in one more pass.
+#include "velmora/fit.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -9,7 +11,6 @@
 
 #include "fitpasses.h"
 #include "motionforms.h"
-#include "velmora/fit.h"
 
 namespace velmora {
 
@@ -112,7 +113,7 @@ struct Shape {
   double values[3];     // eigenvalues of the centred co-moments, ascending, in units of the moments' unit
   double conditioning;  // sqrt(smallest / largest), 0 for coincident points
   bool coincident;
-  bool collinear;       // collinear or coincident
+  bool collinear;  // collinear or coincident
 };
 
 Shape shapeOf(const double comoments[6], const double mean[3], double weightSum, double unit) {
@@ -245,7 +246,8 @@ bool bestAboutAxis(const double st[3][3], const double a[3], bool allowReflectio
                              a[0] * other[1] - a[1] * other[0]};
     double e1[3], e2[3];
     unitVector(cross, e1);
-    e2[0] = a[1] * e1[2] - a[2] * e1[1], e2[1] = a[2] * e1[0] - a[0] * e1[2], e2[2] = a[0] * e1[1] - a[1] * e1[0];
+    e2[0] = a[1] * e1[2] - a[2] * e1[1], e2[1] = a[2] * e1[0] - a[0] * e1[2],
+    e2[2] = a[0] * e1[1] - a[1] * e1[0];
     const double* e[2] = {e1, e2};
     double b[2][2];
     for (int i = 0; i < 2; ++i)
@@ -288,15 +290,28 @@ FitResult failure(FitResult result, Status status, const std::string& message) {
   return result;
 }
 
-// Largest |coordinate - origin| over both sets: what sets the unit of very large or very small data.
-double largestOffset(const PointsView& s, const PointsView& t, const double originFrom[3],
-                     const double originTo[3]) {
+// Largest |coordinate - origin| over both sets, pairs of weight 0 left out: what sets the unit of very
+// large or very small data.
+double largestOffset(const PointsView& s, const PointsView& t, const WeightsView& w,
+                     const double originFrom[3], const double originTo[3]) {
   double largest = 0.0;
   for (std::size_t i = 0; i < s.count; ++i)
     for (int c = 0; c < 3; ++c)
-      largest = std::max({largest, std::fabs(coordinate(s, i, c) - originFrom[c]),
-                          std::fabs(coordinate(t, i, c) - originTo[c])});
+      if (w.data == nullptr || w.data[static_cast<std::ptrdiff_t>(i) * w.stride] != 0.0)
+        largest = std::max({largest, std::fabs(coordinate(s, i, c) - originFrom[c]),
+                            std::fabs(coordinate(t, i, c) - originTo[c])});
   return largest;
+}
+
+// mean + low += d, the sum kept to about twice the double precision (Knuth's two-sum of the high parts, the
+// error carried in the low part).
+void addToMean(double& mean, double& low, double d) {
+  const double sum = mean + d;
+  const double back = sum - d;
+  const double error = (mean - back) + (d - (sum - back));
+  const double carried = low + error;
+  mean = sum + carried;
+  low = carried - (mean - sum);
 }
 
 }  // namespace
@@ -370,8 +385,8 @@ void Moments::merge(const Moments& other) {
   const double f = weightSum * (b.weightSum / total);
   double dFrom[3], dTo[3];
   for (int c = 0; c < 3; ++c) {
-    dFrom[c] = (b.meanFrom[c] - meanFrom[c]) / common;
-    dTo[c] = (b.meanTo[c] - meanTo[c]) / common;
+    dFrom[c] = ((b.meanFrom[c] - meanFrom[c]) + (b.meanFromLow[c] - meanFromLow[c])) / common;
+    dTo[c] = ((b.meanTo[c] - meanTo[c]) + (b.meanToLow[c] - meanToLow[c])) / common;
   }
   const int index[6][2] = {{0, 0}, {0, 1}, {0, 2}, {1, 1}, {1, 2}, {2, 2}};
   for (int k = 0; k < 6; ++k) {
@@ -382,8 +397,8 @@ void Moments::merge(const Moments& other) {
     for (int c = 0; c < 3; ++c) st[r][c] += b.st[r][c] + f * dFrom[r] * dTo[c];
   const double share = b.weightSum / total;
   for (int c = 0; c < 3; ++c) {
-    meanFrom[c] += (b.meanFrom[c] - meanFrom[c]) * share;
-    meanTo[c] += (b.meanTo[c] - meanTo[c]) * share;
+    addToMean(meanFrom[c], meanFromLow[c], dFrom[c] * common * share);
+    addToMean(meanTo[c], meanToLow[c], dTo[c] * common * share);
   }
   weightSum = total;
   pairs += b.pairs;
@@ -419,15 +434,23 @@ Status computeMoments(const PointsView& source, const PointsView& target, const 
   }
   moments.pairs = counted;
 
-  // Sums about the average of the first points: differences from a nearby point keep the sums of products
-  // small, so that removing the means afterwards costs no digits even far from the coordinates' origin.
+  // Sums about the average of the first points that take part (a pair of weight 0 may lie anywhere):
+  // differences from a nearby point keep the sums of products small, so that removing the means afterwards
+  // costs no digits even far from the coordinates' origin.
+  auto counts = [&weights](std::size_t i) {
+    return weights.data == nullptr || weights.data[static_cast<std::ptrdiff_t>(i) * weights.stride] != 0.0;
+  };
   double originFrom[3] = {0, 0, 0}, originTo[3] = {0, 0, 0};
-  const std::size_t first = std::min(n, kOriginPoints);
+  std::size_t taken = 0;
+  for (std::size_t i = 0; i < n && taken < kOriginPoints; ++i)
+    if (counts(i)) {
+      ++taken;
+      for (int c = 0; c < 3; ++c)
+        originFrom[c] += coordinate(source, i, c), originTo[c] += coordinate(target, i, c);
+    }
   for (int c = 0; c < 3; ++c) {
-    double a = 0.0, b = 0.0;
-    for (std::size_t i = 0; i < first; ++i) a += coordinate(source, i, c) / first, b += coordinate(target, i, c) / first;
-    originFrom[c] = a;
-    originTo[c] = b;
+    originFrom[c] = taken > 0 ? originFrom[c] / static_cast<double>(taken) : coordinate(source, 0, c);
+    originTo[c] = taken > 0 ? originTo[c] / static_cast<double>(taken) : coordinate(target, 0, c);
   }
   double unit = 1.0;
   detail::RawMoments sums{};
@@ -438,7 +461,8 @@ Status computeMoments(const PointsView& source, const PointsView& target, const 
     double spread = 0.0;
     for (int c = 0; c < 3; ++c) {
       finite = finite && std::isfinite(sums.sx[c]) && std::isfinite(sums.sy[c]);
-      spread = std::max({spread, sums.sxx[0] + sums.sxx[3] + sums.sxx[5], sums.syy[0] + sums.syy[3] + sums.syy[5]});
+      spread = std::max(
+          {spread, sums.sxx[0] + sums.sxx[3] + sums.sxx[5], sums.syy[0] + sums.syy[3] + sums.syy[5]});
     }
     for (int k = 0; k < 6; ++k) finite = finite && std::isfinite(sums.sxx[k]) && std::isfinite(sums.syy[k]);
     for (const auto& row : sums.sxy)
@@ -449,7 +473,7 @@ Status computeMoments(const PointsView& source, const PointsView& target, const 
     // Squares out of range: divide the differences by a power of two near their size and sum again.
     const double perPair = sums.w > 0.0 ? spread / sums.w : 0.0;
     if (finite && perPair > kSpreadLow && perPair < kSpreadHigh) break;
-    const double largest = largestOffset(source, target, originFrom, originTo);
+    const double largest = largestOffset(source, target, weights, originFrom, originTo);
     if (!std::isfinite(largest) || largest == 0.0) break;
     int exponent = 0;
     std::frexp(largest, &exponent);
@@ -478,8 +502,10 @@ Status computeMoments(const PointsView& source, const PointsView& target, const 
   for (int c = 0; c < 3; ++c) {
     mx[c] = sums.sx[c] / sums.w;
     my[c] = sums.sy[c] / sums.w;
-    moments.meanFrom[c] = originFrom[c] + mx[c] * unit;
-    moments.meanTo[c] = originTo[c] + my[c] * unit;
+    moments.meanFrom[c] = originFrom[c];
+    moments.meanTo[c] = originTo[c];
+    addToMean(moments.meanFrom[c], moments.meanFromLow[c], mx[c] * unit);
+    addToMean(moments.meanTo[c], moments.meanToLow[c], my[c] * unit);
   }
   const int index[6][2] = {{0, 0}, {0, 1}, {0, 2}, {1, 1}, {1, 2}, {2, 2}};
   for (int k = 0; k < 6; ++k) {
@@ -533,8 +559,9 @@ FitResult solve(const Moments& moments, const FitOptions& options) {
         return failure(result, Status::degenerate,
                        "the target points are all collinear or coincident: the rotation is not determined");
       if (!bestOrthogonal(moments.st, options.allowReflection, r, det))
-        return failure(result, Status::degenerate,
-                       "two different rotations fit these pairs equally well: the rotation is not determined");
+        return failure(
+            result, Status::degenerate,
+            "two different rotations fit these pairs equally well: the rotation is not determined");
       if (options.model == Model::similarity) {
         // Umeyama's scale: the score of the best rotation over the source's centred sum of squares.
         const double sum = moments.ss[0] + moments.ss[3] + moments.ss[5];
@@ -571,8 +598,9 @@ FitResult solve(const Moments& moments, const FitOptions& options) {
                                       " of the whole, below 1e-3): the rotation may be poorly determined");
       }
       if (!bestAboutAxis(moments.st, axis, options.allowReflection, r, det))
-        return failure(result, Status::degenerate,
-                       "every angle about the axis fits these pairs equally well: the rotation is not determined");
+        return failure(
+            result, Status::degenerate,
+            "every angle about the axis fits these pairs equally well: the rotation is not determined");
       break;
     }
   }

@@ -27,7 +27,8 @@ namespace detail {
 
 namespace portable {
 // Lane by lane: the library is built without errno from the maths functions, so each is one instruction.
-#define FIT_SQRT4(v) v4{__builtin_sqrt((v)[0]), __builtin_sqrt((v)[1]), __builtin_sqrt((v)[2]), __builtin_sqrt((v)[3])}
+#define FIT_SQRT4(v) \
+  v4 { __builtin_sqrt((v)[0]), __builtin_sqrt((v)[1]), __builtin_sqrt((v)[2]), __builtin_sqrt((v)[3]) }
 #include "fitpasses.inl"
 #undef FIT_SQRT4
 }  // namespace portable

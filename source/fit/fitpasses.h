@@ -35,8 +35,7 @@ struct ResidualSums {
 
 void sumResiduals(const PointsView& source, const PointsView& target, const WeightsView& weights,
                   const double meanFrom[3], const double meanTo[3], const double a[3][3], double unit,
-                  ResidualSums& sums,
-                  double* vectors, double* distances);
+                  ResidualSums& sums, double* vectors, double* distances);
 
 // For tests and measurements: true makes the passes use their portable variant even where the processor
 // offers a wider one (both give the same bits). Returns the previous setting.

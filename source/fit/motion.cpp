@@ -47,12 +47,14 @@ void quaternionOf(const double p[3][3], double q[4]) {
 }  // namespace
 
 void Motion::apply(const double p[3], double out[3]) const {
-  for (int r = 0; r < 3; ++r) out[r] = ((matrix[r][0] * p[0] + matrix[r][1] * p[1]) + matrix[r][2] * p[2]) + matrix[r][3];
+  for (int r = 0; r < 3; ++r)
+    out[r] = ((matrix[r][0] * p[0] + matrix[r][1] * p[1]) + matrix[r][2] * p[2]) + matrix[r][3];
 }
 
 namespace detail {
 
-void fillMotion(Motion& m, const double rotation[3][3], double scale, double det, const double translation[3]) {
+void fillMotion(Motion& m, const double rotation[3][3], double scale, double det,
+                const double translation[3]) {
   m.scale = scale;
   m.det = det;
   for (int r = 0; r < 3; ++r) {
@@ -129,7 +131,8 @@ std::string formatNumber(double v) {
   if (std::isnan(v)) return "nan";
   if (std::isinf(v)) return v > 0 ? "inf" : "-inf";
   char buffer[40];
-  const std::to_chars_result r = std::to_chars(buffer, buffer + sizeof buffer, v, std::chars_format::general, 17);
+  const std::to_chars_result r =
+      std::to_chars(buffer, buffer + sizeof buffer, v, std::chars_format::general, 17);
   return std::string(buffer, r.ptr);
 }
 

@@ -8,7 +8,8 @@ namespace velmora {
 namespace detail {
 
 // Fills every field of m from R (orthogonal, det R = det), the scale and the translation.
-void fillMotion(Motion& m, const double rotation[3][3], double scale, double det, const double translation[3]);
+void fillMotion(Motion& m, const double rotation[3][3], double scale, double det,
+                const double translation[3]);
 
 }  // namespace detail
 }  // namespace velmora
