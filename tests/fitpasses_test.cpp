@@ -55,7 +55,8 @@ struct Reference {
   long double w = 0, sx[3] = {}, sy[3] = {}, sxx[6] = {}, syy[6] = {}, sxy[3][3] = {};
 };
 
-Reference referenceMoments(const Pairs& p, bool weighted, const double of[3], const double ot[3], double unit) {
+Reference referenceMoments(const Pairs& p, bool weighted, const double of[3], const double ot[3],
+                           double unit) {
   Reference r;
   const int index[6][2] = {{0, 0}, {0, 1}, {0, 2}, {1, 1}, {1, 2}, {2, 2}};
   for (std::size_t i = 0; i < p.n; ++i) {
@@ -132,7 +133,8 @@ TEST_P(FitPassesTest, PortableAndWideVariantsGiveTheSameBits) {
   const WeightsView w{p.weights.data(), 1};
   RawMoments wide{}, portable{};
   ResidualSums wideSums{}, portableSums{};
-  std::vector<double> wideVectors(3 * p.n), portableVectors(3 * p.n), wideDistances(p.n), portableDistances(p.n);
+  std::vector<double> wideVectors(3 * p.n), portableVectors(3 * p.n), wideDistances(p.n),
+      portableDistances(p.n);
   velmora::detail::sumMoments(p.interleaved(0), p.interleaved(1), w, of, ot, 1.0, wide);
   velmora::detail::sumResiduals(p.interleaved(0), p.interleaved(1), w, of, ot, a, 1.0, wideSums,
                                 wideVectors.data(), wideDistances.data());
@@ -155,8 +157,8 @@ TEST_P(FitPassesTest, ResidualsAreTargetMinusMovedSourceOverCountedPairs) {
       const WeightsView w{weighted ? p.weights.data() : nullptr, 1};
       ResidualSums sums{};
       std::vector<double> vectors(3 * p.n), distances(p.n);
-      velmora::detail::sumResiduals(p.interleaved(0), p.interleaved(1), w, mf, mt, a, unit, sums, vectors.data(),
-                                    distances.data());
+      velmora::detail::sumResiduals(p.interleaved(0), p.interleaved(1), w, mf, mt, a, unit, sums,
+                                    vectors.data(), distances.data());
       long double sumD = 0, sumW2 = 0, largest = -INFINITY, smallest = INFINITY;
       for (std::size_t i = 0; i < p.n; ++i) {
         long double r[3], d2 = 0;
@@ -195,7 +197,8 @@ TEST(FitPassesZeroWeightTest, ZeroWeightPairsLeaveEverySumUnchanged) {
   Pairs moved = p;
   for (int c = 0; c < 6; ++c) moved.rows[6 * 7 + c] = 1e9;
   w[7] = 0.0;
-  velmora::detail::sumMoments(moved.interleaved(0), moved.interleaved(1), WeightsView{w.data(), 1}, of, ot, 1.0, some);
+  velmora::detail::sumMoments(moved.interleaved(0), moved.interleaved(1), WeightsView{w.data(), 1}, of, ot,
+                              1.0, some);
   EXPECT_EQ(some.w, all.w - 1.0);
   Pairs without = p;
   without.rows.erase(without.rows.begin() + 6 * 7, without.rows.begin() + 6 * 8);

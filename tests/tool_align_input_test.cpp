@@ -228,3 +228,110 @@ TEST(ReadPointsTest, ReadsThreeColumns) {
   EXPECT_EQ(readPoints("1 2 3 4 5 6\n", "a.txt", points), "a.txt:1: expected 3 numbers, found 6");
   EXPECT_TRUE(points.empty());
 }
+
+TEST(ReadColumnsTest, OneColumnCountsInTheSingular) {
+  std::vector<double> v;
+  EXPECT_EQ(readColumns("1\n2 3\n", "w", 1, v), "w:2: expected 1 number, found 2");
+}
+
+TEST(ReadPairsTest, WithoutAWeightVectorSevenNumbersAreWrong) {
+  PointPairs pairs;
+  EXPECT_EQ(readPairs("1 2 3 4 5 6 7\n", "p", pairs), "p:1: expected 6 numbers, found 7");
+}
+
+TEST(ReadPairsTest, ASeventhNumberOnEveryLineIsTheWeight) {
+  PointPairs pairs;
+  std::vector<double> weights = {9.0};
+  EXPECT_EQ(readPairs("x y z X Y Z w\n1 2 3 4 5 6 0.5\n\n# c\n-1,-2,-3,-4,-5,-6,0\n", "f", pairs, &weights),
+            "");
+  ASSERT_EQ(pairs.size(), 2u);
+  EXPECT_EQ(pairs.to[1].z, -6.0);
+  EXPECT_EQ(weights, (std::vector<double>{0.5, 0.0}));
+}
+
+TEST(ReadPairsTest, SixNumbersALineLeaveTheWeightsEmpty) {
+  PointPairs pairs;
+  std::vector<double> weights = {9.0};
+  EXPECT_EQ(readPairs("1 2 3 4 5 6\n1 2 3 4 5 6\n", "f", pairs, &weights), "");
+  EXPECT_EQ(pairs.size(), 2u);
+  EXPECT_TRUE(weights.empty());
+}
+
+TEST(ReadPairsTest, MixedSixAndSevenNumberLinesAreRefused) {
+  PointPairs pairs;
+  std::vector<double> weights;
+  EXPECT_EQ(readPairs("# w\n1 2 3 4 5 6 1\n1 2 3 4 5 6\n", "p.txt", pairs, &weights),
+            "p.txt:3: 6 numbers, but line 2 has 7: give the weight (a 7th number) on every line or on none");
+  EXPECT_EQ(readPairs("1 2 3 4 5 6\n\n1 2 3 4 5 6 1\n", "p.txt", pairs, &weights),
+            "p.txt:3: 7 numbers, but line 1 has 6: give the weight (a 7th number) on every line or on none");
+  EXPECT_TRUE(weights.empty());
+  EXPECT_EQ(pairs.size(), 0u);
+}
+
+TEST(ReadPairsTest, OtherCountsNameWhatIsExpected) {
+  PointPairs pairs;
+  std::vector<double> weights;
+  EXPECT_EQ(readPairs("1 2 3 4 5\n", "p", pairs, &weights), "p:1: expected 6 or 7 numbers, found 5");
+  EXPECT_EQ(readPairs("1 2 3 4 5 6 7\n1 2 3 4 5 6 7 8\n", "p", pairs, &weights),
+            "p:2: expected 7 numbers, found 8");
+  EXPECT_EQ(readPairs("1 2 3 4 5 6\n1 2 3\n", "p", pairs, &weights), "p:2: expected 6 numbers, found 3");
+}
+
+TEST(ReadPairsTest, BadWeightsInTheSeventhColumnNameTheLine) {
+  PointPairs pairs;
+  std::vector<double> weights;
+  EXPECT_EQ(readPairs("1 2 3 4 5 6 1\n1 2 3 4 5 6 -1\n", "p", pairs, &weights),
+            "p:2: weight '-1' is negative");
+  EXPECT_EQ(readPairs("1 2 3 4 5 6 nan\n", "p", pairs, &weights), "p:1: weight 'nan' is not a finite number");
+  EXPECT_EQ(readPairs("1 2 3 4 5 6 -inf\n", "p", pairs, &weights),
+            "p:1: weight '-inf' is not a finite number");
+  EXPECT_EQ(readPairs("1 2 3 4 5 6 1e151\n", "p", pairs, &weights), "p:1: weight '1e151' exceeds 1e150");
+  // A coordinate is still a coordinate when a weight follows.
+  EXPECT_EQ(readPairs("1 2 3 4 5 nan 1\n", "p", pairs, &weights), "p:1: 'nan' is not a finite coordinate");
+  EXPECT_TRUE(weights.empty());
+}
+
+TEST(ReadPairsTest, NegativeZeroWeightIsAZeroWeight) {
+  PointPairs pairs;
+  std::vector<double> weights;
+  EXPECT_EQ(readPairs("1 2 3 4 5 6 -0\n", "p", pairs, &weights), "");
+  ASSERT_EQ(weights.size(), 1u);
+  EXPECT_EQ(weights[0], 0.0);
+  EXPECT_FALSE(std::signbit(weights[0]));
+}
+
+TEST(ReadWeightsTest, ReadsOneWeightALineWithHeaderCommentsAndBlankLines) {
+  std::vector<double> weights;
+  EXPECT_EQ(valign::readWeights("weight\r\n# per pair\r\n1\r\n\r\n0.25\r\n0\r\n", "w", 3, weights), "");
+  EXPECT_EQ(weights, (std::vector<double>{1.0, 0.25, 0.0}));
+}
+
+TEST(ReadWeightsTest, BadWeightsNameTheFileAndLine) {
+  std::vector<double> weights;
+  EXPECT_EQ(valign::readWeights("1\n-2\n", "w.txt", 2, weights), "w.txt:2: weight '-2' is negative");
+  EXPECT_EQ(valign::readWeights("1\nNaN\n", "w.txt", 2, weights),
+            "w.txt:2: weight 'NaN' is not a finite number");
+  EXPECT_EQ(valign::readWeights("inf\n1\n", "w.txt", 2, weights),
+            "w.txt:1: weight 'inf' is not a finite number");
+  EXPECT_EQ(valign::readWeights("1\nheavy\n", "w.txt", 2, weights), "w.txt:2: 'heavy' is not a number");
+  EXPECT_EQ(valign::readWeights("1\n1 1\n", "w.txt", 2, weights), "w.txt:2: expected 1 number, found 2");
+  EXPECT_TRUE(weights.empty());
+}
+
+TEST(ReadWeightsTest, TooManyWeightsNameTheFirstOneTooMany) {
+  std::vector<double> weights;
+  EXPECT_EQ(valign::readWeights("1\n1\n# c\n1\n", "w", 2, weights),
+            "w:4: weight number 3, but there are 2 pairs (one weight a pair, in pair order)");
+  EXPECT_EQ(valign::readWeights("1\n1\n", "w", 1, weights),
+            "w:2: weight number 2, but there is 1 pair (one weight a pair, in pair order)");
+  EXPECT_TRUE(weights.empty());
+}
+
+TEST(ReadWeightsTest, TooFewWeightsNameTheLastLine) {
+  std::vector<double> weights;
+  EXPECT_EQ(valign::readWeights("1\n1\n\n# end\n", "w", 3, weights),
+            "w:4: the weights end after 2, but there are 3 pairs (one weight a pair, in pair order)");
+  EXPECT_EQ(valign::readWeights("", "w", 3, weights),
+            "w:1: the weights end after 0, but there are 3 pairs (one weight a pair, in pair order)");
+  EXPECT_TRUE(weights.empty());
+}

@@ -1,5 +1,6 @@
-// velmora-align: the rigid alignment of point pairs from the command line, through the library's
-// host-facing entry. Everything but the call itself lives in the velmora_align_core modules.
+// velmora-align: the least-squares motion between point pairs from the command line, through the
+// library's closed-form fit, or its host-facing entry with --method newton. Everything but the entry's
+// call lives in the velmora_align_core modules.
 #include <climits>
 #include <iostream>
 

@@ -8,11 +8,13 @@
 #include <vector>
 
 #include "align/align_types.h"
+#include "velmora/fit.h"
 
 namespace valign {
 
-// Below this conditioning the tool warns that the set is nearly flat or nearly a line.
-constexpr double kConditioningWarning = 1e-3;
+// Below this conditioning the tool warns that the set is nearly flat or nearly a line (the fit's own
+// threshold, so that both paths warn alike).
+using velmora::kConditioningWarning;
 
 // Eigenvalues of the symmetric 3x3 matrix `a` (its upper triangle is read), in ascending order, by
 // the closed trigonometric form of the characteristic cubic.

@@ -7,6 +7,16 @@
 
 namespace valign {
 
+namespace {
+
+// "1 pair", "2 pairs"; "at least 1 is needed", "at least 3 are needed".
+std::string pairs(std::size_t n) { return std::to_string(n) + (n == 1 ? " pair" : " pairs"); }
+std::string atLeast(std::size_t n) {
+  return "at least " + std::to_string(n) + (n == 1 ? " is" : " are") + " needed";
+}
+
+}  // namespace
+
 CoordinateCheck checkCoordinate(double value) {
   if (!std::isfinite(value)) return CoordinateCheck::NonFinite;
   if (std::fabs(value) > kMaxCoordinate) return CoordinateCheck::TooLarge;
@@ -25,10 +35,36 @@ std::string coordinateMessage(CoordinateCheck issue, std::string_view token) {
   return std::string();
 }
 
-std::string pairCountMessage(std::size_t pairs, const std::string& source) {
-  if (pairs >= kMinPairs) return std::string();
-  return source + ": " + std::to_string(pairs) + (pairs == 1 ? " pair" : " pairs") +
-         " found, at least 3 are needed";
+WeightCheck checkWeight(double value) {
+  if (!std::isfinite(value)) return WeightCheck::NonFinite;
+  if (value < 0.0) return WeightCheck::Negative;
+  if (value > kMaxWeight) return WeightCheck::TooLarge;
+  return WeightCheck::Ok;
+}
+
+std::string weightMessage(WeightCheck issue, std::string_view token) {
+  switch (issue) {
+    case WeightCheck::NonFinite:
+      return "weight " + quoteToken(token) + " is not a finite number";
+    case WeightCheck::Negative:
+      return "weight " + quoteToken(token) + " is negative";
+    case WeightCheck::TooLarge:
+      return "weight " + quoteToken(token) + " exceeds 1e150";
+    case WeightCheck::Ok:
+      break;
+  }
+  return std::string();
+}
+
+std::string pairCountMessage(std::size_t found, std::size_t needed, const std::string& source) {
+  if (found >= needed) return std::string();
+  return source + ": " + pairs(found) + " found, " + atLeast(needed);
+}
+
+std::string weightedCountMessage(std::size_t weighted, std::size_t needed, const std::string& source) {
+  if (weighted >= needed) return std::string();
+  return source + ": " + pairs(weighted) + (weighted == 1 ? " has" : " have") + " a non-zero weight, " +
+         atLeast(needed);
 }
 
 std::string matchingCountMessage(const std::string& fromName, std::size_t fromCount,
