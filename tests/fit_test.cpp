@@ -51,6 +51,15 @@ using velmora::Status;
 using velmora::WeightsView;
 
 using LD = long double;
+
+// The reference works in long double, which on x86-64 carries 64 bits of mantissa and a wider exponent than
+// double. Under a simulator that computes it as double (valgrind does) the reference loses both, and the
+// tests that lean on them (coordinates at 5e6, magnitudes of 1e-200) cannot judge the fit; they skip there.
+bool longDoubleIsExtended() {
+  volatile LD one = 1.0L, tiny = 1e-18L;
+  volatile LD sum = one + tiny;
+  return sum != one;
+}
 using Mat3L = Eigen::Matrix<LD, 3, 3>;
 using Vec3L = Eigen::Matrix<LD, 3, 1>;
 
@@ -534,6 +543,7 @@ TEST(FitTest, NoisyPairsAgreeWithTheLongDoubleReferenceForEveryModel) {
 }
 
 TEST(FitTest, LargeOffsetsWithSmallSpreadAgreeWithTheReferenceForEveryModel) {
+  if (!longDoubleIsExtended()) GTEST_SKIP() << "long double is computed as double here";
   // Survey-like coordinates: near 5e6 with a 10 m spread on both sides.
   for (Model model : kModels) {
     for (unsigned seed = 1; seed <= 4; ++seed) {
@@ -1598,6 +1608,7 @@ TEST(FitMomentsTest, ComputeMomentsReportsBadData) {
 // Extreme magnitudes.
 
 TEST(FitMagnitudeTest, HugeAndTinyCoordinatesGiveBackTheMotion) {
+  if (!longDoubleIsExtended()) GTEST_SKIP() << "long double is computed as double here";
   for (LD factor : {1e140L, 1e-200L}) {
     for (Model model : kModels) {
       for (double noise : {0.0, 0.05}) {
