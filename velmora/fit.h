@@ -95,8 +95,8 @@ struct Motion {
 Motion motionFromMatrix(const double m[4][4]);
 
 // The sufficient statistics of a weighted fit: the weight sum, the weighted means of both sets and their
-// centred second moments (sums of w (a - mean a)(b - mean b)). Two sets of moments merge exactly as if
-// their pairs had been summed together, with the centred form that keeps large offsets harmless.
+// centred second moments (sums of w (a - mean a)(b - mean b)). Two sets of moments merge into those of all
+// their pairs, to rounding, in the centred form that keeps large offsets harmless.
 struct Moments {
   double weightSum = 0.0;  // sum of the weights
   std::size_t pairs = 0;   // pairs with a non-zero weight
