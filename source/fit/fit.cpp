@@ -260,13 +260,15 @@ bool bestAboutAxis(const double st[3][3], const double a[3], bool allowReflectio
     double mu[2], v[2][2];
     symmetricEigen<2>(b, mu, v);
     const double improper = mu[1] - mu[0];
-    if (improper > proper + 1e-12 * size && improper - 0.0 > 64.0 * kEpsilon * size) {
+    // Better by more than rounding, which also keeps a tie (planar sets, where the mirror fits as well)
+    // proper.
+    if (improper > proper + 1e-12 * size) {
       double n[3];
       for (int p = 0; p < 3; ++p) n[p] = v[0][0] * e1[p] + v[1][0] * e2[p];
       for (int i = 0; i < 3; ++i)
         for (int j = 0; j < 3; ++j) r[i][j] = (i == j ? 1.0 : 0.0) - 2.0 * n[i] * n[j];
       det = -1.0;
-      return mu[1] - mu[0] > 64.0 * kEpsilon * size;
+      return true;
     }
   }
   if (!(proper > 64.0 * kEpsilon * size)) return false;
