@@ -23,6 +23,8 @@ using valign::Vec3;
 
 namespace {
 
+using vreference::eulerZyx;
+
 const double kPi = 3.14159265358979323846;
 
 struct RunResult {
@@ -236,15 +238,6 @@ bool samePairs(const PointPairs& a, const PointPairs& b) {
       return false;
   }
   return true;
-}
-
-// Rz(yaw) Ry(pitch) Rx(roll), degrees.
-Eigen::Matrix3d eulerZyx(double yaw, double pitch, double roll) {
-  const double d = kPi / 180.0;
-  return (Eigen::AngleAxisd(yaw * d, Eigen::Vector3d::UnitZ()) *
-          Eigen::AngleAxisd(pitch * d, Eigen::Vector3d::UnitY()) *
-          Eigen::AngleAxisd(roll * d, Eigen::Vector3d::UnitX()))
-      .toRotationMatrix();
 }
 
 // Every form of the JSON output rebuilt from its convention and compared with the matrix.

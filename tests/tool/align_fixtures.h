@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "align/align_types.h"
+#include "tool/reference_fit.h"
 
 namespace vtool {
 
@@ -65,84 +66,27 @@ inline PointPairs movedPairs(const std::vector<Vec3>& points, const Motion& moti
   return pairs;
 }
 
-// The least-squares rigid motion carrying from[k] onto to[k], by the SVD of the cross-covariance.
-inline Motion svdAlignment(const PointPairs& pairs) {
-  const std::size_t n = pairs.size();
-  Eigen::Vector3d ca = Eigen::Vector3d::Zero(), cb = Eigen::Vector3d::Zero();
-  for (std::size_t k = 0; k < n; ++k) {
-    ca += toEigen(pairs.from[k]);
-    cb += toEigen(pairs.to[k]);
-  }
-  ca /= static_cast<double>(n);
-  cb /= static_cast<double>(n);
-  Eigen::Matrix3d h = Eigen::Matrix3d::Zero();
-  for (std::size_t k = 0; k < n; ++k)
-    h += (toEigen(pairs.from[k]) - ca) * (toEigen(pairs.to[k]) - cb).transpose();
-  Eigen::JacobiSVD<Eigen::Matrix3d> svd(h, Eigen::ComputeFullU | Eigen::ComputeFullV);
-  Eigen::Matrix3d d = Eigen::Matrix3d::Identity();
-  d(2, 2) = (svd.matrixV() * svd.matrixU().transpose()).determinant() < 0 ? -1.0 : 1.0;
-  const Eigen::Matrix3d r = svd.matrixV() * d * svd.matrixU().transpose();
-  return {r, cb - r * ca};
+// The pairs as Eigen vectors, for the references of reference_fit.h.
+inline vreference::Pairs toEigenPairs(const PointPairs& pairs) {
+  vreference::Pairs out;
+  out.reserve(pairs.size());
+  for (std::size_t k = 0; k < pairs.size(); ++k)
+    out.emplace_back(toEigen(pairs.from[k]), toEigen(pairs.to[k]));
+  return out;
 }
 
-// The weighted least-squares motion of a model, from its definition. Rigid and similarity: the SVD of
-// H = sum w (a - ma)(b - mb)^T = U S V^T gives R = V D U^T with D = diag(1, 1, det(V U^T)) unless
-// reflections are allowed (D = I), and the scale trace(S D) / sum w |a - ma|^2. Translation: the
-// difference of the weighted means. Axis (unit u): the angle that maximises sum w b'.R(angle) a' over
-// the centred points, atan2 of its sine and cosine coefficients; with reflections allowed, the mirror
-// in a plane that holds the axis, a -> a - 2 (n.a) n with n normal to u, is taken when it does better:
-// it scores trace(H) - 2 n^T H n, best for the n of the smaller eigenvalue of sym(H) within that plane.
-// An empty `weights` means every weight is 1.
+// The weighted least-squares motion of a model, from its definition (vreference::referenceFit). An
+// empty `weights` means every weight is 1.
 inline Motion referenceFit(const PointPairs& pairs, const std::vector<double>& weights,
                            const std::string& model, const Eigen::Vector3d& axis = Eigen::Vector3d::UnitZ(),
                            bool allowReflection = false) {
-  double wsum = 0.0;
-  Eigen::Vector3d ma = Eigen::Vector3d::Zero(), mb = Eigen::Vector3d::Zero();
-  for (std::size_t k = 0; k < pairs.size(); ++k) {
-    const double w = weights.empty() ? 1.0 : weights[k];
-    wsum += w;
-    ma += w * toEigen(pairs.from[k]);
-    mb += w * toEigen(pairs.to[k]);
-  }
-  ma /= wsum;
-  mb /= wsum;
-  Eigen::Matrix3d h = Eigen::Matrix3d::Zero();
-  double varA = 0.0, c = 0.0, sn = 0.0, along = 0.0;
-  const Eigen::Vector3d u = axis.normalized();
-  for (std::size_t k = 0; k < pairs.size(); ++k) {
-    const double w = weights.empty() ? 1.0 : weights[k];
-    const Eigen::Vector3d a = toEigen(pairs.from[k]) - ma, b = toEigen(pairs.to[k]) - mb;
-    h += w * a * b.transpose();
-    varA += w * a.squaredNorm();
-    c += w * (b.dot(a) - u.dot(a) * u.dot(b));
-    sn += w * b.dot(u.cross(a));
-    along += w * u.dot(a) * u.dot(b);
-  }
-  Motion m{Eigen::Matrix3d::Identity(), Eigen::Vector3d::Zero()};
-  if (model == "rigid" || model == "similarity") {
-    Eigen::JacobiSVD<Eigen::Matrix3d> svd(h, Eigen::ComputeFullU | Eigen::ComputeFullV);
-    Eigen::Matrix3d d = Eigen::Matrix3d::Identity();
-    if (!allowReflection)
-      d(2, 2) = (svd.matrixV() * svd.matrixU().transpose()).determinant() < 0 ? -1.0 : 1.0;
-    m.rotation = svd.matrixV() * d * svd.matrixU().transpose();
-    if (model == "similarity") m.scale = (svd.singularValues().asDiagonal() * d).trace() / varA;
-  } else if (model == "axis") {
-    m.rotation = Eigen::AngleAxisd(std::atan2(sn, c), u).toRotationMatrix();
-    if (allowReflection) {
-      const Eigen::Vector3d e1 = u.unitOrthogonal(), e2 = u.cross(e1);
-      const Eigen::Matrix3d sym = 0.5 * (h + h.transpose());
-      Eigen::Matrix2d b;
-      b << e1.dot(sym * e1), e1.dot(sym * e2), e2.dot(sym * e1), e2.dot(sym * e2);
-      Eigen::SelfAdjointEigenSolver<Eigen::Matrix2d> solver(b);
-      if (h.trace() - 2.0 * solver.eigenvalues()(0) > along + std::hypot(c, sn)) {
-        const Eigen::Vector3d n = solver.eigenvectors()(0, 0) * e1 + solver.eigenvectors()(1, 0) * e2;
-        m.rotation = Eigen::Matrix3d::Identity() - 2.0 * n * n.transpose();
-      }
-    }
-  }
-  m.translation = mb - m.scale * m.rotation * ma;
-  return m;
+  const vreference::Fit fit =
+      vreference::referenceFit(toEigenPairs(pairs), weights, model, axis, allowReflection);
+  return {fit.rotation, fit.translation, fit.scale};
 }
+
+// The least-squares rigid motion carrying from[k] onto to[k], by the SVD of the cross-covariance.
+inline Motion svdAlignment(const PointPairs& pairs) { return referenceFit(pairs, {}, "rigid"); }
 
 // sqrt(sum w |b - T(a)|^2 / sum w): the weighted RMS residual of a motion.
 inline double weightedRms(const PointPairs& pairs, const std::vector<double>& weights, const Motion& m) {

@@ -43,9 +43,12 @@
 #include <string>
 #include <vector>
 
+#include "reference_fit.h"
+
 namespace {
 
-using Pairs = std::vector<std::pair<Eigen::Vector3d, Eigen::Vector3d>>;
+using vreference::eulerZyx;
+using Pairs = vreference::Pairs;
 
 const double kPi = 3.14159265358979323846;
 
@@ -326,76 +329,15 @@ Eigen::Matrix3d rotationAbout(const Eigen::Vector3d& unitAxis, double angle) {
   return Eigen::AngleAxisd(angle, unitAxis).toRotationMatrix();
 }
 
-// The weighted least-squares motion of the model, from its definition, on the pairs divided by `extent`
-// so that tiny and huge units neither underflow nor overflow. Rigid and similarity: the SVD of the
-// weighted cross-covariance H = sum w (a - ma)(b - mb)^T = U S V^T gives R = V D U^T, D = diag(1, 1,
-// det(V U^T)) unless reflections are allowed (D = I), and the scale trace(S D) / sum w |a - ma|^2.
-// Translation: the difference of the weighted means. Axis: the angle about the unit axis u that
-// maximises sum w b'.R a' (a', b' centred), atan2 of its sine and cosine coefficients; with reflections
-// allowed, the mirror in a plane that holds the axis (a -> a - 2 (n.a) n, n normal to u) when it does
-// better: it scores trace(H) - 2 n^T H n, best for the n of the smaller eigenvalue of sym(H) in that plane.
+// The weighted least-squares motion of the model (vreference::referenceFit), computed on the pairs divided
+// by `extent` so that tiny and huge units neither underflow nor overflow.
 Fit referenceFit(const Pairs& pairs, const std::vector<double>& weights, const std::string& model,
                  const Eigen::Vector3d& axis, bool allowReflection, double extent) {
-  double wsum = 0.0;
-  Eigen::Vector3d ma = Eigen::Vector3d::Zero(), mb = Eigen::Vector3d::Zero();
-  for (std::size_t k = 0; k < pairs.size(); ++k) {
-    const double w = weights.empty() ? 1.0 : weights[k];
-    wsum += w;
-    ma += w * (pairs[k].first / extent);
-    mb += w * (pairs[k].second / extent);
-  }
-  ma /= wsum;
-  mb /= wsum;
-  Eigen::Matrix3d h = Eigen::Matrix3d::Zero();
-  double varA = 0.0;
-  for (std::size_t k = 0; k < pairs.size(); ++k) {
-    const double w = weights.empty() ? 1.0 : weights[k];
-    const Eigen::Vector3d a = pairs[k].first / extent - ma, b = pairs[k].second / extent - mb;
-    h += w * a * b.transpose();
-    varA += w * a.squaredNorm();
-  }
-  Eigen::Matrix3d r = Eigen::Matrix3d::Identity();
-  double s = 1.0;
-  if (model == "rigid" || model == "similarity") {
-    Eigen::JacobiSVD<Eigen::Matrix3d> svd(h, Eigen::ComputeFullU | Eigen::ComputeFullV);
-    Eigen::Matrix3d d = Eigen::Matrix3d::Identity();
-    if (!allowReflection)
-      d(2, 2) = (svd.matrixV() * svd.matrixU().transpose()).determinant() < 0 ? -1.0 : 1.0;
-    r = svd.matrixV() * d * svd.matrixU().transpose();
-    if (model == "similarity") s = (svd.singularValues().asDiagonal() * d).trace() / varA;
-  } else if (model == "axis") {
-    const Eigen::Vector3d u = axis.normalized();
-    double c = 0.0, sn = 0.0, along = 0.0;
-    for (std::size_t k = 0; k < pairs.size(); ++k) {
-      const double w = weights.empty() ? 1.0 : weights[k];
-      const Eigen::Vector3d a = pairs[k].first / extent - ma, b = pairs[k].second / extent - mb;
-      c += w * (b.dot(a) - u.dot(a) * u.dot(b));
-      sn += w * b.dot(u.cross(a));
-      along += w * u.dot(a) * u.dot(b);
-    }
-    r = rotationAbout(u, std::atan2(sn, c));
-    if (allowReflection) {
-      const Eigen::Vector3d e1 = u.unitOrthogonal(), e2 = u.cross(e1);
-      const Eigen::Matrix3d sym = 0.5 * (h + h.transpose());
-      Eigen::Matrix2d b;
-      b << e1.dot(sym * e1), e1.dot(sym * e2), e2.dot(sym * e1), e2.dot(sym * e2);
-      Eigen::SelfAdjointEigenSolver<Eigen::Matrix2d> solver(b);
-      if (h.trace() - 2.0 * solver.eigenvalues()(0) > along + std::hypot(c, sn)) {
-        const Eigen::Vector3d n = solver.eigenvectors()(0, 0) * e1 + solver.eigenvectors()(1, 0) * e2;
-        r = Eigen::Matrix3d::Identity() - 2.0 * n * n.transpose();
-      }
-    }
-  }
-  return {s * r, (mb - s * r * ma) * extent};
-}
-
-// Rz(yaw) Ry(pitch) Rx(roll), angles in degrees.
-Eigen::Matrix3d eulerZyx(double yaw, double pitch, double roll) {
-  const double d = kPi / 180.0;
-  return (Eigen::AngleAxisd(yaw * d, Eigen::Vector3d::UnitZ()) *
-          Eigen::AngleAxisd(pitch * d, Eigen::Vector3d::UnitY()) *
-          Eigen::AngleAxisd(roll * d, Eigen::Vector3d::UnitX()))
-      .toRotationMatrix();
+  Pairs scaled;
+  scaled.reserve(pairs.size());
+  for (const auto& q : pairs) scaled.emplace_back(q.first / extent, q.second / extent);
+  const vreference::Fit fit = vreference::referenceFit(scaled, weights, model, axis, allowReflection);
+  return {fit.scale * fit.rotation, fit.translation * extent};
 }
 
 // The "proj" line rebuilt: PROJ's helmert in the position-vector convention with the exact rotation,
@@ -420,12 +362,7 @@ std::string rebuildProj(const std::string& line, Eigen::Matrix3d& a, Eigen::Vect
       return "proj word " + words[i];
     }
   }
-  const double arcsec = kPi / (180.0 * 3600.0);
-  const Eigen::Matrix3d r = (Eigen::AngleAxisd(v[5] * arcsec, Eigen::Vector3d::UnitZ()) *
-                             Eigen::AngleAxisd(v[4] * arcsec, Eigen::Vector3d::UnitY()) *
-                             Eigen::AngleAxisd(v[3] * arcsec, Eigen::Vector3d::UnitX()))
-                                .toRotationMatrix();
-  a = (1.0 + v[6] * 1e-6) * r;
+  a = (1.0 + v[6] * 1e-6) * eulerZyx(v[5] / 3600.0, v[4] / 3600.0, v[3] / 3600.0);  // arc-seconds to degrees
   t = Eigen::Vector3d(v[0], v[1], v[2]);
   return std::string();
 }
